@@ -1,0 +1,232 @@
+#include "app/AppState.h"
+
+#include "app/Defaults.h"
+#include "app/RunURL.h"
+#include "app/WorkflowCatalog.h"
+#include "app/WorkflowRunner.h"
+#include "quickactions/InstalledBundles.h"
+
+#include <array>
+#include <utility>
+
+namespace {
+
+using D = AppState::Destination;
+constexpr std::array<std::pair<D, const char *>, 6> destinationNames{{
+    {D::dashboard, "dashboard"},
+    {D::quickActions, "quickActions"},
+    {D::categories, "categories"},
+    {D::automationPacks, "automationPacks"},
+    {D::transferProfiles, "transferProfiles"},
+    {D::settings, "settings"},
+}};
+
+QSet<QString> toSet(const QStringList &list) { return {list.begin(), list.end()}; }
+
+QString plural(int count, const QString &singular, const QString &pluralForm)
+{
+    return QStringLiteral("%1 %2").arg(count).arg(count == 1 ? singular : pluralForm);
+}
+
+template <typename T> bool assign(std::optional<T> &field, const std::optional<T> &value)
+{
+    if (field == value)
+        return false;
+    field = value;
+    return true;
+}
+
+} // namespace
+
+QList<AppState::Destination> AppState::allDestinations()
+{
+    QList<Destination> list;
+    for (const auto &entry : destinationNames)
+        list.append(entry.first);
+    return list;
+}
+
+QString AppState::toString(Destination destination)
+{
+    for (const auto &[value, name] : destinationNames) {
+        if (value == destination)
+            return QString::fromLatin1(name);
+    }
+    return {};
+}
+
+std::optional<AppState::Destination> AppState::destinationFromString(const QString &raw)
+{
+    for (const auto &[value, name] : destinationNames) {
+        if (raw == QLatin1String(name))
+            return value;
+    }
+    return std::nullopt;
+}
+
+QString AppState::PackBanner::toString(Tone tone)
+{
+    return tone == Tone::success ? QStringLiteral("success") : QStringLiteral("failure");
+}
+
+AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent)
+    : QObject(parent), userDefaults(defaults), asker(interaction), coreRows(WorkflowCatalog::coreWorkflows()),
+      packIDs(toSet(defaults.value(DefaultsKeys::installedPackIDs))),
+      packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs)))
+{
+}
+
+AppState::~AppState() = default;
+
+WorkflowRunner &AppState::workflowRunner()
+{
+    if (!runner)
+        runner = std::make_unique<WorkflowRunner>(this);
+    return *runner;
+}
+
+void AppState::setSelection(std::optional<Destination> destination)
+{
+    if (assign(selectedDestination, destination))
+        emit selectionChanged();
+}
+
+void AppState::setWorkflows(const QList<Workflow> &rows)
+{
+    if (coreRows == rows)
+        return;
+    coreRows = rows;
+    emit workflowsChanged();
+}
+
+void AppState::setIntegrityReport(const std::optional<IntegrityReport> &report)
+{
+    if (!assign(integrity, report))
+        return;
+    emit integrityChanged();
+    emit healthChanged();
+}
+
+void AppState::setIntegrityBannerDismissed(bool dismissed)
+{
+    if (integrityDismissed == dismissed)
+        return;
+    integrityDismissed = dismissed;
+    emit integrityChanged();
+}
+
+void AppState::setPackBanner(const std::optional<PackBanner> &value)
+{
+    if (assign(banner, value))
+        emit packBannerChanged();
+}
+
+void AppState::showFailure(const QString &message) { setPackBanner(PackBanner{PackBanner::Tone::failure, message}); }
+
+void AppState::showSuccess(const QString &message) { setPackBanner(PackBanner{PackBanner::Tone::success, message}); }
+
+void AppState::setFirstLaunchMessage(const std::optional<QString> &message)
+{
+    if (assign(firstLaunch, message))
+        emit firstLaunchMessageChanged();
+}
+
+void AppState::setSingleTagSelectorContext(const std::optional<SingleTagSelectorContext> &context)
+{
+    if (assign(singleTagContext, context))
+        emit contextsChanged();
+}
+
+void AppState::setCategoryTaggingContext(const std::optional<CategoryTaggingContext> &context)
+{
+    if (assign(categoryContext, context))
+        emit contextsChanged();
+}
+
+void AppState::setTextCommentToolsContext(const std::optional<TextCommentToolsContext> &context)
+{
+    if (assign(textToolsContext, context))
+        emit contextsChanged();
+}
+
+void AppState::setCommentTemplateContext(const std::optional<CommentTemplateContext> &context)
+{
+    if (assign(templateContext, context))
+        emit contextsChanged();
+}
+
+QList<Workflow> AppState::allWorkflows() const { return WorkflowCatalog::combined(coreRows, packWorkflowIDs); }
+
+int AppState::installedCount() const
+{
+    int count = 0;
+    for (const Workflow &workflow : allWorkflows()) {
+        if (workflow.status == Workflow::Status::installed)
+            ++count;
+    }
+    return count;
+}
+
+QString AppState::statusLine() const
+{
+    const int total = int(allWorkflows().size());
+    const int installed = installedCount();
+    if (installed == total)
+        return QStringLiteral("All workflows installed");
+    if (installed == 0)
+        return QStringLiteral("Needs setup");
+    return QStringLiteral("%1 not installed").arg(total - installed);
+}
+
+int AppState::integrityMissingCount() const { return integrity ? int(integrity->missing.size()) : 0; }
+
+QString AppState::healthSummary() const
+{
+    if (const int missing = integrityMissingCount(); missing > 0)
+        return plural(missing, QStringLiteral("Quick Action missing"), QStringLiteral("Quick Actions missing"));
+    if (std::holds_alternative<healthy>(health))
+        return QStringLiteral("Everything is in order");
+    if (const auto *found = std::get_if<issues>(&health))
+        return plural(found->count, QStringLiteral("item need attention"), QStringLiteral("items need attention"));
+    return QStringLiteral("Not yet checked");
+}
+
+QString AppState::healthCount() const
+{
+    if (const int missing = integrityMissingCount(); missing > 0)
+        return QString::number(missing);
+    if (std::holds_alternative<healthy>(health))
+        return QStringLiteral("0");
+    if (const auto *found = std::get_if<issues>(&health))
+        return QString::number(found->count);
+    return QStringLiteral("—");
+}
+
+void AppState::refreshStatuses()
+{
+    const QSet<QString> present = InstalledBundles::ownBundleNames();
+    QList<Workflow> rows = coreRows;
+    for (Workflow &row : rows)
+        row.status = present.contains(row.bundleName) ? Workflow::Status::installed : Workflow::Status::missing;
+    // Only a real change is written back, so the screens aren't told of nothing.
+    setWorkflows(rows);
+}
+
+void AppState::runHealthCheck()
+{
+    int sum = 0;
+    for (const Workflow &row : coreRows) {
+        if (row.status == Workflow::Status::missing || row.status == Workflow::Status::needsSetup)
+            ++sum;
+    }
+    health = sum == 0 ? HealthStatus{healthy{}} : HealthStatus{issues{sum}};
+    lastCheck = QDateTime::currentDateTime();
+    emit healthChanged();
+}
+
+void AppState::runWorkflow(const QString &id, const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    workflowRunner().handle(RunURL::make(id, paths));
+}

@@ -1,0 +1,143 @@
+#pragma once
+
+#include "app/SheetContexts.h"
+#include "app/Workflow.h"
+#include "quickactions/IntegrityReport.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+#include <variant>
+
+class Defaults;
+class Interaction;
+class WorkflowRunner;
+
+// The one observable application object: every window, sheet and handler reads
+// and changes this instance, on the main thread. Setting a context shows its
+// sheet, setting the banner shows the banner.
+class AppState : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString statusLine READ statusLine NOTIFY workflowsChanged)
+    Q_PROPERTY(int installedCount READ installedCount NOTIFY workflowsChanged)
+    Q_PROPERTY(QString healthSummary READ healthSummary NOTIFY healthChanged)
+    Q_PROPERTY(QString healthCount READ healthCount NOTIFY healthChanged)
+
+public:
+    enum class Destination { dashboard, quickActions, categories, automationPacks, transferProfiles, settings };
+    static QList<Destination> allDestinations();
+    static QString toString(Destination destination);
+    static std::optional<Destination> destinationFromString(const QString &raw);
+
+    // The health of the installed Quick Actions, as last checked.
+    struct issues {
+        int count = 0;
+        bool operator==(const issues &) const = default;
+    };
+    struct unknown {
+        bool operator==(const unknown &) const = default;
+    };
+    struct healthy {
+        bool operator==(const healthy &) const = default;
+    };
+    using HealthStatus = std::variant<issues, unknown, healthy>;
+
+    struct PackBanner {
+        enum class Tone { success, failure };
+        Tone tone = Tone::success;
+        QString message;
+        bool operator==(const PackBanner &) const = default;
+        static QString toString(Tone tone);
+    };
+
+    AppState(Defaults &defaults, Interaction &interaction, QObject *parent = nullptr);
+    ~AppState() override;
+
+    Defaults &defaults() const { return userDefaults; }
+    Interaction &interaction() const { return asker; }
+    WorkflowRunner &workflowRunner();
+
+    // Navigation and catalogue.
+    std::optional<Destination> selection() const { return selectedDestination; }
+    void setSelection(std::optional<Destination> destination);
+    const QList<Workflow> &workflows() const { return coreRows; }
+    void setWorkflows(const QList<Workflow> &rows);
+    const QSet<QString> &installedPackIDs() const { return packIDs; }
+    const QSet<QString> &installedPackWorkflowIDs() const { return packWorkflowIDs; }
+
+    // Status.
+    const HealthStatus &healthStatus() const { return health; }
+    std::optional<QDateTime> lastHealthCheck() const { return lastCheck; }
+    const std::optional<IntegrityReport> &integrityReport() const { return integrity; }
+    void setIntegrityReport(const std::optional<IntegrityReport> &report);
+    bool integrityBannerDismissed() const { return integrityDismissed; }
+    void setIntegrityBannerDismissed(bool dismissed);
+    const std::optional<PackBanner> &packBanner() const { return banner; }
+    void setPackBanner(const std::optional<PackBanner> &value);
+    void showFailure(const QString &message);
+    void showSuccess(const QString &message);
+    const std::optional<QString> &firstLaunchMessage() const { return firstLaunch; }
+    void setFirstLaunchMessage(const std::optional<QString> &message);
+
+    // Sheet contexts: a value presents the sheet, closing the sheet empties it.
+    const std::optional<SingleTagSelectorContext> &singleTagSelectorContext() const { return singleTagContext; }
+    void setSingleTagSelectorContext(const std::optional<SingleTagSelectorContext> &context);
+    const std::optional<CategoryTaggingContext> &categoryTaggingContext() const { return categoryContext; }
+    void setCategoryTaggingContext(const std::optional<CategoryTaggingContext> &context);
+    const std::optional<TextCommentToolsContext> &textCommentToolsContext() const { return textToolsContext; }
+    void setTextCommentToolsContext(const std::optional<TextCommentToolsContext> &context);
+    const std::optional<CommentTemplateContext> &commentTemplateContext() const { return templateContext; }
+    void setCommentTemplateContext(const std::optional<CommentTemplateContext> &context);
+
+    // Derived values, computed when read.
+    QList<Workflow> allWorkflows() const;
+    int installedCount() const;
+    QString statusLine() const;
+    int integrityMissingCount() const;
+    QString healthSummary() const;
+    QString healthCount() const;
+
+    // Operations.
+    void refreshStatuses();
+    void runHealthCheck();
+    void runWorkflow(const QString &id, const QStringList &paths);
+
+signals:
+    void selectionChanged();
+    void workflowsChanged();
+    void healthChanged();
+    void packBannerChanged();
+    void firstLaunchMessageChanged();
+    void integrityChanged();
+    void contextsChanged();
+    // A URL asked for the application to come to the front.
+    void activationRequested();
+
+private:
+    Defaults &userDefaults;
+    Interaction &asker;
+    std::unique_ptr<WorkflowRunner> runner;
+
+    std::optional<Destination> selectedDestination = Destination::dashboard;
+    QList<Workflow> coreRows;
+    QSet<QString> packIDs;
+    QSet<QString> packWorkflowIDs;
+
+    HealthStatus health = unknown{};
+    std::optional<QDateTime> lastCheck;
+    std::optional<IntegrityReport> integrity;
+    bool integrityDismissed = false;
+    std::optional<PackBanner> banner;
+    std::optional<QString> firstLaunch;
+
+    std::optional<SingleTagSelectorContext> singleTagContext;
+    std::optional<CategoryTaggingContext> categoryContext;
+    std::optional<TextCommentToolsContext> textToolsContext;
+    std::optional<CommentTemplateContext> templateContext;
+};

@@ -1,0 +1,160 @@
+#include "app/HeadlessRun.h"
+
+#include "app/AppState.h"
+#include "app/Concurrency.h"
+#include "app/Defaults.h"
+#include "app/RunURL.h"
+#include "app/ScriptedInteraction.h"
+#include "platform/Paths.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+namespace {
+
+QJsonObject outcomeObject(const WorkflowRunner::Outcome &outcome)
+{
+    if (const auto *r = std::get_if<WorkflowRunner::ran>(&outcome))
+        return {{QStringLiteral("case"), QStringLiteral("ran")},
+                {QStringLiteral("workflowID"), r->workflowID},
+                {QStringLiteral("fileCount"), r->fileCount}};
+    if (const auto *u = std::get_if<WorkflowRunner::unknownWorkflow>(&outcome))
+        return {{QStringLiteral("case"), QStringLiteral("unknownWorkflow")}, {QStringLiteral("id"), u->id}};
+    return {{QStringLiteral("case"), QStringLiteral("malformed")},
+            {QStringLiteral("reason"), std::get<WorkflowRunner::malformed>(outcome).reason}};
+}
+
+bool hasScheme(const QString &target)
+{
+    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*:"));
+    return scheme.match(target).hasMatch();
+}
+
+} // namespace
+
+std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &arguments, QString *error)
+{
+    Options options;
+    bool positionalOnly = false;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &word = arguments[i];
+        const auto valueOf = [&](const QString &flag) -> std::optional<QString> {
+            if (i + 1 >= arguments.size()) {
+                *error = QStringLiteral("%1 needs a value.").arg(flag);
+                return std::nullopt;
+            }
+            return arguments[++i];
+        };
+        if (!positionalOnly && word == QLatin1String("--")) {
+            positionalOnly = true;
+        } else if (!positionalOnly && word == QLatin1String("--json")) {
+            options.json = true;
+        } else if (!positionalOnly && word == QLatin1String("--yes")) {
+            options.assumeYes = true;
+        } else if (!positionalOnly && (word == QLatin1String("--answers") || word == QLatin1String("--dest"))) {
+            const auto value = valueOf(word);
+            if (!value)
+                return std::nullopt;
+            (word == QLatin1String("--answers") ? options.answersFile : options.destination) = *value;
+        } else if (!positionalOnly && word.startsWith(QLatin1String("--"))) {
+            *error = QStringLiteral("Unknown option %1.").arg(word);
+            return std::nullopt;
+        } else if (options.target.isEmpty()) {
+            options.target = word;
+        } else {
+            options.paths.append(QFileInfo(word).absoluteFilePath());
+        }
+    }
+    if (options.target.isEmpty()) {
+        *error = QStringLiteral("Name a workflow id or a vantrel:// URL to run.");
+        return std::nullopt;
+    }
+    if (hasScheme(options.target) && !options.paths.isEmpty()) {
+        *error = QStringLiteral("A URL carries its own files; give paths only after a workflow id.");
+        return std::nullopt;
+    }
+    return options;
+}
+
+QString HeadlessRun::urlFor(const Options &options)
+{
+    if (hasScheme(options.target))
+        return options.target;
+    return RunURL::makeWithOptionalFiles(options.target, options.paths);
+}
+
+QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state)
+{
+    QJsonObject result;
+    result.insert(QStringLiteral("outcome"), outcomeObject(outcome));
+    if (const auto &banner = state.packBanner())
+        result.insert(QStringLiteral("banner"),
+                      QJsonObject{{QStringLiteral("tone"), AppState::PackBanner::toString(banner->tone)},
+                                  {QStringLiteral("message"), banner->message}});
+    else
+        result.insert(QStringLiteral("banner"), QJsonValue::Null);
+    if (const auto selection = state.selection())
+        result.insert(QStringLiteral("selection"), AppState::toString(*selection));
+    else
+        result.insert(QStringLiteral("selection"), QJsonValue::Null);
+    result.insert(QStringLiteral("report"), QJsonValue::Null);
+    return result;
+}
+
+QString HeadlessRun::resultText(const WorkflowRunner::Outcome &outcome, const AppState &state)
+{
+    QStringList lines{WorkflowRunner::describe(outcome)};
+    if (const auto &banner = state.packBanner())
+        lines.append(QStringLiteral("%1: %2").arg(
+            banner->tone == AppState::PackBanner::Tone::failure ? QStringLiteral("Failed") : QStringLiteral("Done"),
+            banner->message));
+    if (const auto selection = state.selection())
+        lines.append(QStringLiteral("Screen: %1").arg(AppState::toString(*selection)));
+    return lines.join(QLatin1Char('\n'));
+}
+
+int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    QString error;
+    const auto options = parse(arguments, &error);
+    if (!options) {
+        err << error << Qt::endl;
+        return 2;
+    }
+
+    ScriptedInteraction interaction;
+    if (!options->answersFile.isEmpty()) {
+        QFile file(options->answersFile);
+        if (!file.open(QIODevice::ReadOnly)) {
+            err << QStringLiteral("Couldn't read the answers file %1: %2").arg(options->answersFile, file.errorString())
+                << Qt::endl;
+            return 2;
+        }
+        const auto answers = ScriptedInteraction::parseAnswers(file.readAll(), &error);
+        if (!answers) {
+            err << error << Qt::endl;
+            return 2;
+        }
+        interaction = ScriptedInteraction(*answers);
+    }
+    interaction.setDestination(options->destination);
+    interaction.setAssumeYes(options->assumeYes);
+
+    Defaults defaults(Paths::defaultsFile());
+    AppState state(defaults, interaction);
+    const WorkflowRunner::Outcome outcome = state.workflowRunner().handle(urlFor(*options));
+    runUntilIdle(-1);
+
+    if (options->json)
+        out << QJsonDocument(resultObject(outcome, state)).toJson(QJsonDocument::Indented);
+    else
+        out << resultText(outcome, state) << Qt::endl;
+    out.flush();
+
+    if (!std::holds_alternative<WorkflowRunner::ran>(outcome))
+        return 2;
+    const auto &banner = state.packBanner();
+    return banner && banner->tone == AppState::PackBanner::Tone::failure ? 1 : 0;
+}

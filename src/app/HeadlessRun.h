@@ -1,0 +1,40 @@
+#pragma once
+
+#include "app/WorkflowRunner.h"
+
+#include <QJsonObject>
+#include <QStringList>
+#include <QTextStream>
+
+#include <optional>
+
+class AppState;
+
+// `vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--yes] [--dest DIR] [--json]`:
+// a workflow run without a window, through the same runner, answered by a script.
+namespace HeadlessRun {
+
+struct Options {
+    QString target; // a URL, or a workflow id followed by paths
+    QStringList paths;
+    QString answersFile;
+    QString destination;
+    bool assumeYes = false;
+    bool json = false;
+};
+
+// Parses the words after "run". Returns nothing and sets `error` on bad usage.
+std::optional<Options> parse(const QStringList &arguments, QString *error);
+
+// The URL text a run dispatches: the target itself when it has a scheme,
+// otherwise the run URL for the id and paths.
+QString urlFor(const Options &options);
+
+// What a finished run shows: the outcome and what it left on the state.
+QJsonObject resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state);
+QString resultText(const WorkflowRunner::Outcome &outcome, const AppState &state);
+
+// Runs and prints. Exit status: 0 ran, 1 ran but ended on a failure banner, 2 refused or bad usage.
+int run(const QStringList &arguments, QTextStream &out, QTextStream &err);
+
+} // namespace HeadlessRun

@@ -1,0 +1,93 @@
+#include "app/HeadlessRun.h"
+#include "app/OpenCommand.h"
+#include "platform/DesktopRegistration.h"
+#include "platform/InstanceChannel.h"
+#include "platform/Paths.h"
+#include "ui/AppController.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+const char *const usage = R"(Usage:
+  vantrel                                   open the main window
+  vantrel open URL|FILE…                    hand vantrel:// URLs or .vantrelpack files to Vantrel
+  vantrel open --workflow ID -- PATH…       run a Quick Action on the given files
+  vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--yes] [--dest DIR] [--json]
+                                            run a workflow without a window and print the result
+  vantrel register-desktop                  register the vantrel:// handler and the pack file type
+)";
+
+int runWindow(int argc, char **argv, const QStringList &pendingURLs)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Vantrel"));
+    QApplication::setApplicationVersion(QStringLiteral(VANTREL_VERSION));
+    // Closing the window leaves Vantrel running behind its tray icon.
+    QApplication::setQuitOnLastWindowClosed(false);
+    AppController controller(pendingURLs);
+    if (!controller.start(QCoreApplication::applicationFilePath())) {
+        // Another instance answered in the meantime: hand it the URLs instead.
+        return InstanceClient::deliver(Paths::instanceSocket(), pendingURLs) ? 0 : 1;
+    }
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QString command = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
+    QStringList rest;
+    for (int i = 2; i < argc; ++i)
+        rest.append(QString::fromLocal8Bit(argv[i]));
+
+    if (command.isEmpty()) {
+        // A second launch only brings the running window forward.
+        if (InstanceClient::deliver(Paths::instanceSocket(), {}, 1000))
+            return 0;
+        return runWindow(argc, argv, {});
+    }
+    if (command == QLatin1String("open")) {
+        QString error;
+        const auto urls = OpenCommand::urls(rest, &error);
+        if (!urls) {
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+            return 2;
+        }
+        if (InstanceClient::deliver(Paths::instanceSocket(), *urls, 1000))
+            return 0;
+        return runWindow(argc, argv, *urls);
+    }
+    if (command == QLatin1String("run")) {
+        QCoreApplication app(argc, argv);
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return HeadlessRun::run(rest, out, err);
+    }
+    if (command == QLatin1String("register-desktop")) {
+        QCoreApplication app(argc, argv);
+        const auto result = DesktopRegistration::registerApplication(QCoreApplication::applicationFilePath());
+        for (const QString &path : result.written)
+            std::printf("Wrote %s\n", qPrintable(Paths::displayPath(path)));
+        for (const QString &line : result.ran)
+            std::printf("Ran %s\n", qPrintable(line));
+        for (const QString &problem : result.problems)
+            std::fprintf(stderr, "%s\n", qPrintable(problem));
+        return result.problems.isEmpty() ? 0 : 1;
+    }
+    if (command == QLatin1String("--version")) {
+        std::printf("Vantrel %s\n", VANTREL_VERSION);
+        return 0;
+    }
+    if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
+        std::fputs(usage, stdout);
+        return 0;
+    }
+    std::fprintf(stderr, "Unknown command %s.\n%s", qPrintable(command), usage);
+    return 2;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+
+// Where Vantrel keeps its files on this machine. Every value is read from the
+// environment when asked, so a test that points HOME and XDG_* elsewhere sees
+// its own folders.
+namespace Paths {
+
+QString home();
+// Application Support: $XDG_DATA_HOME/Vantrel on Linux.
+QString applicationSupport();
+// Where installed Quick Action bundles live.
+QString servicesFolder();
+// The user defaults file.
+QString defaultsFile();
+// The local socket the running instance listens on.
+QString instanceSocket();
+// The application's shipped resources (the Workflows and Packs folders).
+QString resources();
+QString workflowsResourceFolder();
+
+// Shows a path with the home folder as "~".
+QString displayPath(const QString &path);
+
+} // namespace Paths

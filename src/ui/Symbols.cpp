@@ -1,0 +1,62 @@
+#include "ui/Symbols.h"
+
+#include <QApplication>
+#include <QHash>
+#include <QStyle>
+
+namespace {
+
+struct Mapping {
+    const char *themeName;
+    QStyle::StandardPixmap fallback;
+};
+
+const QHash<QString, Mapping> &table()
+{
+    static const QHash<QString, Mapping> mappings{
+        {QStringLiteral("square.grid.2x2"), {"view-grid", QStyle::SP_FileDialogListView}},
+        {QStringLiteral("bolt"), {"system-run", QStyle::SP_MediaPlay}},
+        {QStringLiteral("tag"), {"tag", QStyle::SP_FileDialogDetailedView}},
+        {QStringLiteral("tag.fill"), {"tag", QStyle::SP_FileDialogDetailedView}},
+        {QStringLiteral("tag.circle.fill"), {"tag", QStyle::SP_FileDialogDetailedView}},
+        {QStringLiteral("shippingbox"), {"package-x-generic", QStyle::SP_DriveHDIcon}},
+        {QStringLiteral("shippingbox.fill"), {"package-x-generic", QStyle::SP_DriveHDIcon}},
+        {QStringLiteral("arrow.triangle.branch"), {"vcs-branch", QStyle::SP_ArrowRight}},
+        {QStringLiteral("gearshape"), {"preferences-system", QStyle::SP_ComputerIcon}},
+        {QStringLiteral("macwindow"), {"window-new", QStyle::SP_TitleBarNormalButton}},
+        {QStringLiteral("power"), {"application-exit", QStyle::SP_DialogCloseButton}},
+        {QStringLiteral("character.cursor.ibeam"), {"format-text-bold", QStyle::SP_FileIcon}},
+        {QStringLiteral("doc.on.doc.fill"), {"edit-copy", QStyle::SP_FileIcon}},
+        {QStringLiteral("magnifyingglass"), {"edit-find", QStyle::SP_FileDialogContentsView}},
+        {QStringLiteral("text.badge.minus"), {"edit-clear", QStyle::SP_DialogResetButton}},
+        {QStringLiteral("square.stack.3d.down.right.fill"), {"image-x-generic", QStyle::SP_FileIcon}},
+        {QStringLiteral("calendar.badge.clock"), {"x-office-calendar", QStyle::SP_FileDialogInfoView}},
+        {QStringLiteral("scalemass"), {"drive-harddisk", QStyle::SP_DriveHDIcon}},
+        {QStringLiteral("tray.2.fill"), {"folder-download", QStyle::SP_DirIcon}},
+        {QStringLiteral("square.and.arrow.up.on.square.fill"), {"document-export", QStyle::SP_ArrowUp}},
+        {QStringLiteral("square.and.arrow.down.on.square.fill"), {"document-import", QStyle::SP_ArrowDown}},
+        {QStringLiteral("text.bubble.fill"), {"mail-message", QStyle::SP_MessageBoxInformation}},
+        {QStringLiteral("arrow.up.forward.app.fill"), {"go-next", QStyle::SP_ArrowForward}},
+        {QStringLiteral("icloud.and.arrow.up.fill"), {"folder-cloud", QStyle::SP_DriveNetIcon}},
+        {QStringLiteral("doc.zipper"), {"package-x-generic", QStyle::SP_DriveHDIcon}},
+        {QStringLiteral("shippingbox.and.arrow.backward.fill"), {"document-save", QStyle::SP_DialogSaveButton}},
+        {QStringLiteral("scope"), {"edit-find", QStyle::SP_FileDialogContentsView}},
+        {QStringLiteral("tray.and.arrow.down.fill"), {"document-import", QStyle::SP_ArrowDown}},
+        {QStringLiteral("plus.app.fill"), {"list-add", QStyle::SP_FileDialogNewFolder}},
+        {QStringLiteral("wand.and.stars"), {"tools-wizard", QStyle::SP_CommandLink}},
+        {QStringLiteral("xmark"), {"window-close", QStyle::SP_TitleBarCloseButton}},
+    };
+    return mappings;
+}
+
+} // namespace
+
+QIcon Symbols::icon(const QString &symbolName)
+{
+    const auto found = table().constFind(symbolName);
+    const Mapping mapping = found != table().constEnd() ? found.value() : Mapping{"", QStyle::SP_FileIcon};
+    const QIcon fallback = QApplication::style()->standardIcon(mapping.fallback);
+    if (*mapping.themeName == '\0')
+        return fallback;
+    return QIcon::fromTheme(QString::fromLatin1(mapping.themeName), fallback);
+}

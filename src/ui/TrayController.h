@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+
+class QMenu;
+class QSystemTrayIcon;
+
+// Keeps the application reachable after its window closes.
+class TrayController : public QObject {
+    Q_OBJECT
+public:
+    explicit TrayController(QObject *parent = nullptr);
+    ~TrayController() override;
+
+    QMenu *menu() const { return trayMenu; }
+    bool isShown() const;
+
+signals:
+    void openRequested();
+    void quitRequested();
+
+private:
+    QMenu *trayMenu;
+    QSystemTrayIcon *icon;
+};

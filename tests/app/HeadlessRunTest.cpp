@@ -1,0 +1,93 @@
+#include "app/HeadlessRun.h"
+
+#include "TestEnvironment.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct ProcessRun {
+    int exitCode = -1;
+    QJsonObject json;
+    QString out;
+    QString err;
+};
+
+// The real executable, as a user runs it.
+ProcessRun vantrel(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(TestEnvironment::executable(QStringLiteral("vantrel")), arguments);
+    EXPECT_TRUE(process.waitForFinished(30000));
+    ProcessRun run;
+    run.exitCode = process.exitCode();
+    run.out = QString::fromUtf8(process.readAllStandardOutput());
+    run.err = QString::fromUtf8(process.readAllStandardError());
+    run.json = QJsonDocument::fromJson(run.out.toUtf8()).object();
+    return run;
+}
+
+} // namespace
+
+TEST(HeadlessRun, ParsesIdsPathsAndOptions)
+{
+    QString error;
+    const auto options = HeadlessRun::parse({"smart-mover", "a", "--json", "--dest", "/tmp/d", "--", "--b"}, &error);
+    ASSERT_TRUE(options.has_value()) << error.toStdString();
+    EXPECT_EQ(options->target, QStringLiteral("smart-mover"));
+    EXPECT_EQ(options->paths.size(), 2);
+    EXPECT_TRUE(options->paths[1].endsWith(QStringLiteral("/--b")));
+    EXPECT_EQ(options->destination, QStringLiteral("/tmp/d"));
+    EXPECT_TRUE(options->json);
+    EXPECT_TRUE(HeadlessRun::urlFor(*options).startsWith(QStringLiteral("vantrel://run/smart-mover?files=")));
+
+    for (const QStringList &bad : {QStringList{}, QStringList{"--json"}, QStringList{"x", "--answers"},
+                                   QStringList{"x", "--frobnicate"}, QStringList{"vantrel://run/x", "/tmp/a"}}) {
+        error.clear();
+        EXPECT_FALSE(HeadlessRun::parse(bad, &error).has_value()) << bad.join(' ').toStdString();
+        EXPECT_FALSE(error.isEmpty());
+    }
+}
+
+TEST(HeadlessRun, ReportsRanWithNoFilesForAnUpperCaseScheme)
+{
+    TestEnvironment env;
+    const ProcessRun run = vantrel({"run", "VANTREL://run/tag-audit", "--json"});
+    const QJsonObject outcome = run.json.value(QStringLiteral("outcome")).toObject();
+    EXPECT_EQ(outcome.value(QStringLiteral("case")).toString(), QStringLiteral("ran"));
+    EXPECT_EQ(outcome.value(QStringLiteral("workflowID")).toString(), QStringLiteral("tag-audit"));
+    EXPECT_EQ(outcome.value(QStringLiteral("fileCount")).toInt(-1), 0);
+    EXPECT_EQ(run.json.value(QStringLiteral("selection")).toString(), QStringLiteral("dashboard"));
+    EXPECT_TRUE(run.json.value(QStringLiteral("report")).isNull());
+    EXPECT_TRUE(run.json.value(QStringLiteral("banner")).isObject());
+}
+
+TEST(HeadlessRun, PrintsRefusalsAndTheirBanner)
+{
+    TestEnvironment env;
+    const ProcessRun refused = vantrel({"run", "single-tag-selector", "--json"});
+    EXPECT_EQ(refused.exitCode, 1);
+    const QJsonObject banner = refused.json.value(QStringLiteral("banner")).toObject();
+    EXPECT_EQ(banner.value(QStringLiteral("tone")).toString(), QStringLiteral("failure"));
+    EXPECT_EQ(banner.value(QStringLiteral("message")).toString(),
+              QStringLiteral("Select one or more files in Finder before running Single Tag Selector."));
+
+    const ProcessRun malformed = vantrel({"run", "vantrel://RUN/tag-audit", "--json"});
+    EXPECT_EQ(malformed.exitCode, 2);
+    const QJsonObject outcome = malformed.json.value(QStringLiteral("outcome")).toObject();
+    EXPECT_EQ(outcome.value(QStringLiteral("case")).toString(), QStringLiteral("malformed"));
+    EXPECT_EQ(outcome.value(QStringLiteral("reason")).toString(), QStringLiteral("expected host 'run', got RUN"));
+    EXPECT_TRUE(malformed.json.value(QStringLiteral("banner")).isNull());
+
+    const ProcessRun unknown = vantrel({"run", "no-such-workflow"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.out.contains(QStringLiteral("unknown workflow no-such-workflow")));
+
+    const ProcessRun badAnswers = vantrel({"run", "tag-audit", "--answers", env.makeFile(QStringLiteral("a.json"), "{}")});
+    EXPECT_EQ(badAnswers.exitCode, 2);
+    EXPECT_TRUE(badAnswers.err.contains(QStringLiteral("answers file")));
+}
