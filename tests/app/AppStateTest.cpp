@@ -89,6 +89,8 @@ struct HealthCase {
     const char *figure;
 };
 
+void PrintTo(const HealthCase &c, std::ostream *os) { *os << c.summary; }
+
 class HealthTexts : public ::testing::TestWithParam<HealthCase> {};
 
 TEST_P(HealthTexts, ComeFromTheCheckAndTheIntegrityReport)

@@ -7,6 +7,8 @@ struct DecodeCase {
     QStringList paths;
 };
 
+void PrintTo(const DecodeCase &c, std::ostream *os) { *os << c.url; }
+
 class RunURLDecoding : public ::testing::TestWithParam<DecodeCase> {};
 
 TEST_P(RunURLDecoding, SplitsAndDecodesEachPiece)
@@ -33,6 +35,8 @@ struct PartsCase {
     std::optional<QString> host;
     const char *id;
 };
+
+void PrintTo(const PartsCase &c, std::ostream *os) { *os << c.url; }
 
 class RunURLParts : public ::testing::TestWithParam<PartsCase> {};
 

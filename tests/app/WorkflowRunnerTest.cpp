@@ -69,6 +69,8 @@ struct ContextCase {
     const char *refusal;
 };
 
+void PrintTo(const ContextCase &c, std::ostream *os) { *os << c.id; }
+
 class ContextRows : public ::testing::TestWithParam<ContextCase> {};
 
 TEST_P(ContextRows, SetTheirContextOrRefuseAnEmptySelection)
@@ -111,6 +113,8 @@ struct BannerCase {
     const char *url;
     const char *message;
 };
+
+void PrintTo(const BannerCase &c, std::ostream *os) { *os << c.url; }
 
 class InterimRows : public ::testing::TestWithParam<BannerCase> {};
 
