@@ -21,7 +21,10 @@ constexpr std::array<std::pair<D, const char *>, 6> destinationNames{{
     {D::settings, "settings"},
 }};
 
-QSet<QString> toSet(const QStringList &list) { return {list.begin(), list.end()}; }
+QSet<QString> toSet(const QStringList &list)
+{
+    return {list.begin(), list.end()};
+}
 
 QString plural(int count, const QString &singular, const QString &pluralForm)
 {
@@ -72,7 +75,8 @@ QString AppState::PackBanner::toString(Tone tone)
 AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent)
     : QObject(parent), userDefaults(defaults), asker(interaction), coreRows(WorkflowCatalog::coreWorkflows()),
       packIDs(toSet(defaults.value(DefaultsKeys::installedPackIDs))),
-      packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs)))
+      packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs))),
+      scans(std::make_unique<ScanState>(defaults))
 {
 }
 
@@ -121,9 +125,15 @@ void AppState::setPackBanner(const std::optional<PackBanner> &value)
         emit packBannerChanged();
 }
 
-void AppState::showFailure(const QString &message) { setPackBanner(PackBanner{PackBanner::Tone::failure, message}); }
+void AppState::showFailure(const QString &message)
+{
+    setPackBanner(PackBanner{PackBanner::Tone::failure, message});
+}
 
-void AppState::showSuccess(const QString &message) { setPackBanner(PackBanner{PackBanner::Tone::success, message}); }
+void AppState::showSuccess(const QString &message)
+{
+    setPackBanner(PackBanner{PackBanner::Tone::success, message});
+}
 
 void AppState::setFirstLaunchMessage(const std::optional<QString> &message)
 {
@@ -155,7 +165,10 @@ void AppState::setCommentTemplateContext(const std::optional<CommentTemplateCont
         emit contextsChanged();
 }
 
-QList<Workflow> AppState::allWorkflows() const { return WorkflowCatalog::combined(coreRows, packWorkflowIDs); }
+QList<Workflow> AppState::allWorkflows() const
+{
+    return WorkflowCatalog::combined(coreRows, packWorkflowIDs);
+}
 
 int AppState::installedCount() const
 {
@@ -178,7 +191,10 @@ QString AppState::statusLine() const
     return QStringLiteral("%1 not installed").arg(total - installed);
 }
 
-int AppState::integrityMissingCount() const { return integrity ? int(integrity->missing.size()) : 0; }
+int AppState::integrityMissingCount() const
+{
+    return integrity ? int(integrity->missing.size()) : 0;
+}
 
 QString AppState::healthSummary() const
 {

@@ -3,6 +3,7 @@
 #include "app/SheetContexts.h"
 #include "app/Workflow.h"
 #include "quickactions/IntegrityReport.h"
+#include "scan/ScanState.h"
 
 #include <QDateTime>
 #include <QList>
@@ -62,6 +63,12 @@ public:
     Defaults &defaults() const { return userDefaults; }
     Interaction &interaction() const { return asker; }
     WorkflowRunner &workflowRunner();
+    // Reports, progress, the running scan and the thresholds.
+    ScanState &scanState() { return *scans; }
+    const ScanState &scanState() const { return *scans; }
+    const std::optional<ScanReport> &activeReport() const { return scans->activeReport(); }
+    void resetScan() { scans->resetScan(); }
+    void presentReport(const ScanReport &report) { scans->presentReport(report); }
 
     // Navigation and catalogue.
     std::optional<Destination> selection() const { return selectedDestination; }
@@ -128,6 +135,7 @@ private:
     QList<Workflow> coreRows;
     QSet<QString> packIDs;
     QSet<QString> packWorkflowIDs;
+    std::unique_ptr<ScanState> scans;
 
     HealthStatus health = unknown{};
     std::optional<QDateTime> lastCheck;

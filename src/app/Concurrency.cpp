@@ -7,11 +7,20 @@
 
 std::atomic<int> WorkTracker::count{0};
 
-int WorkTracker::pending() { return count.load(); }
+int WorkTracker::pending()
+{
+    return count.load();
+}
 
-WorkTracker::Token::Token() { ++count; }
+WorkTracker::Token::Token()
+{
+    ++count;
+}
 
-WorkTracker::Token::~Token() { --count; }
+WorkTracker::Token::~Token()
+{
+    --count;
+}
 
 void postToMain(QObject *context, std::function<void()> call)
 {
@@ -38,11 +47,20 @@ BackgroundTask::~BackgroundTask()
         thread.join();
 }
 
-void BackgroundTask::cancel() { thread.request_stop(); }
+void BackgroundTask::cancel()
+{
+    thread.request_stop();
+}
 
-bool BackgroundTask::isCancelled() const { return thread.get_stop_token().stop_requested(); }
+bool BackgroundTask::isCancelled() const
+{
+    return thread.get_stop_token().stop_requested();
+}
 
-bool BackgroundTask::isFinished() const { return finished->load(); }
+bool BackgroundTask::isFinished() const
+{
+    return finished->load();
+}
 
 bool runUntilIdle(int timeoutMs)
 {

@@ -6,15 +6,30 @@
 // only treats "/" as a group separator.
 Defaults::Defaults(const QString &filePath) : settings(std::make_unique<QSettings>(filePath, QSettings::IniFormat)) {}
 
-bool Defaults::contains(const char *name) const { return settings->contains(QString::fromLatin1(name)); }
+bool Defaults::contains(const char *name) const
+{
+    return settings->contains(QString::fromLatin1(name));
+}
 
-void Defaults::remove(const char *name) { settings->remove(QString::fromLatin1(name)); }
+void Defaults::remove(const char *name)
+{
+    settings->remove(QString::fromLatin1(name));
+}
 
-void Defaults::sync() { settings->sync(); }
+void Defaults::sync()
+{
+    settings->sync();
+}
 
-QString Defaults::filePath() const { return settings->fileName(); }
+QString Defaults::filePath() const
+{
+    return settings->fileName();
+}
 
-QVariant Defaults::raw(const char *name) const { return settings->value(QString::fromLatin1(name)); }
+QVariant Defaults::raw(const char *name) const
+{
+    return settings->value(QString::fromLatin1(name));
+}
 
 int Defaults::value(const DefaultsKey<int> &key) const
 {
@@ -70,7 +85,10 @@ QStringList Defaults::value(const DefaultsKey<QStringList> &key) const
     return key.whenMissing;
 }
 
-void Defaults::setValue(const DefaultsKey<int> &key, int value) { settings->setValue(QString::fromLatin1(key.name), value); }
+void Defaults::setValue(const DefaultsKey<int> &key, int value)
+{
+    settings->setValue(QString::fromLatin1(key.name), value);
+}
 
 void Defaults::setValue(const DefaultsKey<bool> &key, bool value)
 {

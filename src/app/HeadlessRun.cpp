@@ -99,7 +99,10 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
         result.insert(QStringLiteral("selection"), AppState::toString(*selection));
     else
         result.insert(QStringLiteral("selection"), QJsonValue::Null);
-    result.insert(QStringLiteral("report"), QJsonValue::Null);
+    if (const auto &report = state.activeReport())
+        result.insert(QStringLiteral("report"), report->toJson());
+    else
+        result.insert(QStringLiteral("report"), QJsonValue::Null);
     return result;
 }
 
@@ -112,6 +115,13 @@ QString HeadlessRun::resultText(const WorkflowRunner::Outcome &outcome, const Ap
             banner->message));
     if (const auto selection = state.selection())
         lines.append(QStringLiteral("Screen: %1").arg(AppState::toString(*selection)));
+    if (const auto &report = state.activeReport()) {
+        lines.append(QString());
+        lines.append(report->title);
+        lines.append(report->summary);
+        for (const ScanItem &item : report->items)
+            lines.append(QStringLiteral("  %1  %2").arg(Paths::displayPath(item.url), item.badge.value_or(QString())));
+    }
     return lines.join(QLatin1Char('\n'));
 }
 

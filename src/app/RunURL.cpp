@@ -58,7 +58,10 @@ std::optional<QString> rawHost(const QString &urlText)
 
 } // namespace
 
-QString RunURL::encodePath(const QString &path) { return QString::fromLatin1(QUrl::toPercentEncoding(path, pathAllowed)); }
+QString RunURL::encodePath(const QString &path)
+{
+    return QString::fromLatin1(QUrl::toPercentEncoding(path, pathAllowed));
+}
 
 std::optional<QString> RunURL::removePercentEncoding(const QString &text)
 {

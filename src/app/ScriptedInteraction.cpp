@@ -20,7 +20,7 @@ std::optional<QList<ScriptedInteraction::Answer>> ScriptedInteraction::parseAnsw
         return std::nullopt;
     }
     QList<Answer> list;
-    for (const QJsonValue &value : document.array()) {
+    for (const auto &value : document.array()) {
         const QJsonObject object = value.toObject();
         if (!value.isObject() || !object.value(QStringLiteral("match")).isString() ||
             !object.value(QStringLiteral("answer")).isString()) {
@@ -28,7 +28,8 @@ std::optional<QList<ScriptedInteraction::Answer>> ScriptedInteraction::parseAnsw
                 *error = QStringLiteral("Each entry of the answers file needs a text \"match\" and a text \"answer\".");
             return std::nullopt;
         }
-        list.append({object.value(QStringLiteral("match")).toString(), object.value(QStringLiteral("answer")).toString()});
+        list.append(
+            {object.value(QStringLiteral("match")).toString(), object.value(QStringLiteral("answer")).toString()});
     }
     return list;
 }

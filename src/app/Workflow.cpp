@@ -15,8 +15,7 @@ std::optional<E> lookup(const std::array<std::pair<E, const char *>, N> &table, 
     return std::nullopt;
 }
 
-template <typename E, std::size_t N>
-QString nameOf(const std::array<std::pair<E, const char *>, N> &table, E value)
+template <typename E, std::size_t N> QString nameOf(const std::array<std::pair<E, const char *>, N> &table, E value)
 {
     for (const auto &[candidate, name] : table) {
         if (candidate == value)
@@ -71,11 +70,26 @@ QList<Workflow::Kind> Workflow::allKinds()
     return kinds;
 }
 
-QString Workflow::toString(Kind kind) { return nameOf(kindNames, kind); }
-std::optional<Workflow::Kind> Workflow::kindFromString(const QString &raw) { return lookup(kindNames, raw); }
-QString Workflow::toString(Status status) { return nameOf(statusNames, status); }
-std::optional<Workflow::Status> Workflow::statusFromString(const QString &raw) { return lookup(statusNames, raw); }
-QString Workflow::toString(InputKind inputKind) { return nameOf(inputKindNames, inputKind); }
+QString Workflow::toString(Kind kind)
+{
+    return nameOf(kindNames, kind);
+}
+std::optional<Workflow::Kind> Workflow::kindFromString(const QString &raw)
+{
+    return lookup(kindNames, raw);
+}
+QString Workflow::toString(Status status)
+{
+    return nameOf(statusNames, status);
+}
+std::optional<Workflow::Status> Workflow::statusFromString(const QString &raw)
+{
+    return lookup(statusNames, raw);
+}
+QString Workflow::toString(InputKind inputKind)
+{
+    return nameOf(inputKindNames, inputKind);
+}
 std::optional<Workflow::InputKind> Workflow::inputKindFromString(const QString &raw)
 {
     return lookup(inputKindNames, raw);

@@ -139,8 +139,8 @@ const QList<Workflow> &WorkflowCatalog::coreWorkflows()
             "Remove repeated comment lines while keeping unique notes.", "Vantrel - Clean Duplicate Comments.workflow",
             K::text, "text.badge.minus", "#38BDF8", "1.0", none),
         row("stitch-files", "Stitch to PDF or Image", "Combine selected images into one PDF or one stitched image.",
-            "Vantrel - Stitch to PDF or Image.workflow", K::stitch, "square.stack.3d.down.right.fill", "#8B5CF6",
-            "1.0", I::files),
+            "Vantrel - Stitch to PDF or Image.workflow", K::stitch, "square.stack.3d.down.right.fill", "#8B5CF6", "1.0",
+            I::files),
     };
     return rows;
 }
@@ -198,7 +198,8 @@ QString WorkflowCatalog::urlIDForWorkflow(const QString &workflowID)
     return differing.value(workflowID, workflowID);
 }
 
-QList<Workflow> WorkflowCatalog::combined(const QList<Workflow> &workflows, const QSet<QString> &installedPackWorkflowIDs)
+QList<Workflow> WorkflowCatalog::combined(const QList<Workflow> &workflows,
+                                          const QSet<QString> &installedPackWorkflowIDs)
 {
     QList<Workflow> packs;
     const auto &byID = packWorkflowsByID();

@@ -3,6 +3,8 @@
 #include "app/AppState.h"
 #include "app/RunURL.h"
 #include "app/WorkflowCatalog.h"
+#include "metadata/CleanDuplicateCommentsHandler.h"
+#include "metadata/SpotlightRefresher.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -43,8 +45,8 @@ WorkflowRunner::Handler contextHandler(void (AppState::*set)(const std::optional
 {
     return [set, name](AppState &state, const QStringList &paths) {
         if (paths.isEmpty()) {
-            state.showFailure(QStringLiteral("Select one or more files in Finder before running %1.")
-                                  .arg(QString::fromUtf8(name)));
+            state.showFailure(
+                QStringLiteral("Select one or more files in Finder before running %1.").arg(QString::fromUtf8(name)));
             return;
         }
         (state.*set)(Context{paths});
@@ -72,12 +74,17 @@ QHash<QString, WorkflowRunner::Handler> buildTable()
     };
     const auto interim = [&add](const char *id) { add(id, notAvailableYet(QString::fromLatin1(id))); };
 
-    for (const char *id : {"duplicate-reports", "smart-duplicate-scanner", "old-stale-files", "large-file-finder",
-                           "downloads-tidy", "tag-audit", "metadata-export", "metadata-import",
-                           "spotlight-path-refresher", "clean-duplicate-comments", "smart-mover", "archive-handler",
-                           "stitch-files", "project-snapshot", "project-detector", "stage-import", "github-sync",
-                           "git-init", "git-full-run"})
+    for (const char *id :
+         {"duplicate-reports", "smart-duplicate-scanner", "old-stale-files", "large-file-finder", "downloads-tidy",
+          "tag-audit", "metadata-export", "metadata-import", "smart-mover", "archive-handler", "stitch-files",
+          "project-snapshot", "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
         interim(id);
+
+    add("clean-duplicate-comments", [](AppState &state, const QStringList &paths) {
+        CleanDuplicateCommentsHandler::run(paths, state.scanState());
+    });
+    add("spotlight-path-refresher",
+        [](AppState &state, const QStringList &paths) { SpotlightRefresher::run(paths, state.scanState()); });
 
     add("single-tag-selector",
         contextHandler<SingleTagSelectorContext>(&AppState::setSingleTagSelectorContext, "Single Tag Selector"));
@@ -88,12 +95,12 @@ QHash<QString, WorkflowRunner::Handler> buildTable()
     add("comment-templates",
         contextHandler<CommentTemplateContext>(&AppState::setCommentTemplateContext, "Comment Templates"));
 
-    add("cloud-migrate", needsSelection(QStringLiteral("cloud-migrate"),
-                                        "Cloud Migrate needs at least one selected file or folder."));
+    add("cloud-migrate",
+        needsSelection(QStringLiteral("cloud-migrate"), "Cloud Migrate needs at least one selected file or folder."));
     add("route-by-config", needsSelection(QStringLiteral("route-by-config"),
                                           "Route by Config needs at least one selected file or folder."));
-    add("multi-compress", needsSelection(QStringLiteral("multi-compress"),
-                                         "Multi-Compress needs at least one selected file or folder."));
+    add("multi-compress",
+        needsSelection(QStringLiteral("multi-compress"), "Multi-Compress needs at least one selected file or folder."));
     return table;
 }
 
@@ -121,7 +128,8 @@ WorkflowRunner::Outcome WorkflowRunner::handleRun(const QString &urlText)
 {
     const RunURL::Parts parts = RunURL::split(urlText);
     if (parts.host != QStringLiteral("run"))
-        return malformed{QStringLiteral("expected host 'run', got %1").arg(parts.host.value_or(QStringLiteral("(none)")))};
+        return malformed{
+            QStringLiteral("expected host 'run', got %1").arg(parts.host.value_or(QStringLiteral("(none)")))};
     if (parts.id.isEmpty())
         return malformed{QStringLiteral("missing workflow id in path")};
 
@@ -167,7 +175,10 @@ WorkflowRunner::Outcome WorkflowRunner::handleFile(const QUrl &url)
 QString WorkflowRunner::describe(const Outcome &outcome)
 {
     if (const auto *r = std::get_if<ran>(&outcome))
-        return QStringLiteral("ran %1 (%2 file%3)").arg(r->workflowID).arg(r->fileCount).arg(r->fileCount == 1 ? "" : "s");
+        return QStringLiteral("ran %1 (%2 file%3)")
+            .arg(r->workflowID)
+            .arg(r->fileCount)
+            .arg(r->fileCount == 1 ? "" : "s");
     if (const auto *u = std::get_if<unknownWorkflow>(&outcome))
         return QStringLiteral("unknown workflow %1").arg(u->id);
     return QStringLiteral("malformed URL: %1").arg(std::get<malformed>(outcome).reason);

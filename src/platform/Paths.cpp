@@ -8,7 +8,10 @@ QString Paths::home()
     return value.isEmpty() ? QDir::homePath() : QDir::cleanPath(value);
 }
 
-QString Paths::workflowsResourceFolder() { return resources() + QStringLiteral("/Workflows"); }
+QString Paths::workflowsResourceFolder()
+{
+    return resources() + QStringLiteral("/Workflows");
+}
 
 QString Paths::displayPath(const QString &path)
 {

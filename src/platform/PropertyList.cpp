@@ -233,3 +233,18 @@ QByteArray PropertyList::toXml(const QVariant &value)
     plist_to_xml_free(xml);
     return out;
 }
+
+QByteArray PropertyList::toBinary(const QVariant &value)
+{
+    const PlistPtr root = toNode(value);
+    if (!root)
+        return {};
+    char *bin = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root.get(), &bin, &length);
+    if (!bin)
+        return {};
+    QByteArray out(bin, qsizetype(length));
+    plist_to_bin_free(bin);
+    return out;
+}

@@ -31,5 +31,7 @@ ReadResult readFile(const QString &path);
 // Values of any other type, and dates a property list can't hold, are left out;
 // an unsupported root gives an empty array.
 QByteArray toXml(const QVariant &value);
+// The same in the binary form, which is what the system keeps in extended attributes.
+QByteArray toBinary(const QVariant &value);
 
 } // namespace PropertyList

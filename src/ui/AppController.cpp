@@ -12,9 +12,8 @@
 
 AppController::AppController(QStringList pendingURLs, QObject *parent)
     : QObject(parent), pending(std::move(pendingURLs)), defaults(Paths::defaultsFile()),
-      appState(std::make_unique<AppState>(defaults, interaction)),
-      mainWindow(std::make_unique<MainWindow>(*appState)), trayController(new TrayController(this)),
-      server(new InstanceServer(this))
+      appState(std::make_unique<AppState>(defaults, interaction)), mainWindow(std::make_unique<MainWindow>(*appState)),
+      trayController(new TrayController(this)), server(new InstanceServer(this))
 {
     interaction.setParentWindow(mainWindow.get());
     connect(trayController, &TrayController::openRequested, mainWindow.get(), &MainWindow::showAndRaise);

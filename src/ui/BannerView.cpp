@@ -33,7 +33,10 @@ BannerView::BannerView(AppState &appState, QWidget *parent)
     refresh();
 }
 
-QString BannerView::message() const { return label->text(); }
+QString BannerView::message() const
+{
+    return label->text();
+}
 
 void BannerView::refresh()
 {
@@ -46,8 +49,9 @@ void BannerView::refresh()
     label->setText(banner->message);
     const bool failure = banner->tone == AppState::PackBanner::Tone::failure;
     setProperty("tone", AppState::PackBanner::toString(banner->tone));
-    setStyleSheet(failure ? QStringLiteral("#packBanner { background: #FDECEC; border: 1px solid #E5484D; border-radius: "
-                                           "6px; } #packBannerMessage { color: #8A1C1F; }")
-                          : QStringLiteral("#packBanner { background: #E8F7EF; border: 1px solid #30A46C; border-radius: "
-                                           "6px; } #packBannerMessage { color: #18593A; }"));
+    setStyleSheet(failure
+                      ? QStringLiteral("#packBanner { background: #FDECEC; border: 1px solid #E5484D; border-radius: "
+                                       "6px; } #packBannerMessage { color: #8A1C1F; }")
+                      : QStringLiteral("#packBanner { background: #E8F7EF; border: 1px solid #30A46C; border-radius: "
+                                       "6px; } #packBannerMessage { color: #18593A; }"));
 }

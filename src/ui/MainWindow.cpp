@@ -3,7 +3,9 @@
 #include "ui/BannerView.h"
 #include "ui/DashboardPage.h"
 #include "ui/QuickActionsPage.h"
+#include "ui/ScanProgressCard.h"
 #include "ui/Symbols.h"
+#include "ui/WorkflowResultsView.h"
 
 #include <QLabel>
 #include <QListWidget>
@@ -85,7 +87,8 @@ QString MainWindow::symbol(AppState::Destination destination)
 
 MainWindow::MainWindow(AppState &appState, QWidget *parent)
     : QMainWindow(parent), state(&appState), bannerView(new BannerView(appState, this)),
-      destinations(new QListWidget(this)), screens(new QStackedWidget(this))
+      destinations(new QListWidget(this)), screens(new QStackedWidget(this)),
+      progress(new ScanProgressCard(appState.scanState(), this))
 {
     setWindowTitle(QStringLiteral("Vantrel"));
     resize(1040, 700);
@@ -103,11 +106,13 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
     screens->addWidget(comingScreen(QStringLiteral("Transfer Profiles"),
                                     QStringLiteral("Saved routing rules for copies and moves."), screens));
     screens->addWidget(comingScreen(QStringLiteral("Settings"),
-                                    QStringLiteral("General, Quick Actions, Categories, Privacy and Support."), screens));
+                                    QStringLiteral("General, Quick Actions, Categories, Privacy and Support."),
+                                    screens));
 
     auto *content = new QWidget(this);
     auto *contentLayout = new QVBoxLayout(content);
     contentLayout->addWidget(bannerView);
+    contentLayout->addWidget(progress);
     contentLayout->addWidget(screens, 1);
 
     auto *splitter = new QSplitter(this);
@@ -123,10 +128,14 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
     });
     connect(&appState, &AppState::selectionChanged, this, &MainWindow::followSelection);
     connect(&appState, &AppState::activationRequested, this, &MainWindow::showAndRaise);
+    connect(&appState.scanState(), &ScanState::activeReportChanged, this, &MainWindow::presentReport);
     followSelection();
 }
 
-QWidget *MainWindow::currentScreen() const { return screens->currentWidget(); }
+QWidget *MainWindow::currentScreen() const
+{
+    return screens->currentWidget();
+}
 
 void MainWindow::showAndRaise()
 {
@@ -146,4 +155,23 @@ void MainWindow::followSelection()
         destinations->setCurrentRow(row);
     if (row >= 0)
         screens->setCurrentIndex(row);
+}
+
+void MainWindow::presentReport()
+{
+    if (!state)
+        return;
+    if (!state->activeReport()) {
+        if (results)
+            results->close();
+        return;
+    }
+    if (results) {
+        results->raise();
+        return;
+    }
+    // The window opens without blocking; closing it dismisses the report.
+    results = new WorkflowResultsView(state->scanState(), state->interaction(), this);
+    results->setAttribute(Qt::WA_DeleteOnClose);
+    results->show();
 }

@@ -1,12 +1,15 @@
 #pragma once
 
 #include "app/AppState.h"
+#include "ui/WorkflowResultsView.h"
 
 #include <QHash>
 #include <QMainWindow>
 #include <QPointer>
 
 class BannerView;
+class ScanProgressCard;
+
 class QListWidget;
 class QStackedWidget;
 
@@ -22,13 +25,19 @@ public:
     BannerView *banner() const { return bannerView; }
     QListWidget *sidebar() const { return destinations; }
     QWidget *currentScreen() const;
+    ScanProgressCard *progressCard() const { return progress; }
+    // The results window while a report is on show.
+    WorkflowResultsView *resultsView() const { return results; }
     void showAndRaise();
 
 private:
     void followSelection();
+    void presentReport();
 
     QPointer<AppState> state;
     BannerView *bannerView;
     QListWidget *destinations;
     QStackedWidget *screens;
+    ScanProgressCard *progress;
+    QPointer<WorkflowResultsView> results;
 };

@@ -44,10 +44,11 @@ QuickActionsPage::QuickActionsPage(AppState &appState, QWidget *parent)
     rows->setSelectionBehavior(QAbstractItemView::SelectRows);
     layout->addWidget(rows, 1);
 
-    auto *note = new QLabel(QStringLiteral("<b>Removing workflows does not delete your categories.</b><br>Quick Actions "
-                                           "and Categories are stored independently on this Mac. Removing one never "
-                                           "touches the other."),
-                            this);
+    auto *note =
+        new QLabel(QStringLiteral("<b>Removing workflows does not delete your categories.</b><br>Quick Actions "
+                                  "and Categories are stored independently on this Mac. Removing one never "
+                                  "touches the other."),
+                   this);
     note->setWordWrap(true);
     layout->addWidget(note);
 

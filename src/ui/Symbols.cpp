@@ -55,7 +55,7 @@ QIcon Symbols::icon(const QString &symbolName)
 {
     const auto found = table().constFind(symbolName);
     const Mapping mapping = found != table().constEnd() ? found.value() : Mapping{"", QStyle::SP_FileIcon};
-    const QIcon fallback = QApplication::style()->standardIcon(mapping.fallback);
+    QIcon fallback = QApplication::style()->standardIcon(mapping.fallback);
     if (*mapping.themeName == '\0')
         return fallback;
     return QIcon::fromTheme(QString::fromLatin1(mapping.themeName), fallback);

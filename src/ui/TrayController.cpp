@@ -26,6 +26,12 @@ TrayController::TrayController(QObject *parent)
         icon->show();
 }
 
-TrayController::~TrayController() { delete trayMenu; }
+TrayController::~TrayController()
+{
+    delete trayMenu;
+}
 
-bool TrayController::isShown() const { return icon->isVisible(); }
+bool TrayController::isShown() const
+{
+    return icon->isVisible();
+}

@@ -89,7 +89,10 @@ struct HealthCase {
     const char *figure;
 };
 
-void PrintTo(const HealthCase &c, std::ostream *os) { *os << c.summary; }
+void PrintTo(const HealthCase &c, std::ostream *os)
+{
+    *os << c.summary;
+}
 
 class HealthTexts : public ::testing::TestWithParam<HealthCase> {};
 

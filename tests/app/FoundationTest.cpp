@@ -94,8 +94,8 @@ TEST(ScriptedInteraction, ParsesAnswersFilesAndRejectsBadOnes)
     const auto answers = ScriptedInteraction::parseAnswers(R"([{"match": "Run", "answer": "/tmp"}])", &error);
     ASSERT_TRUE(answers.has_value());
     EXPECT_EQ(answers->size(), 1);
-    for (const QByteArray &bad : {QByteArray("{}"), QByteArray("[1]"), QByteArray("[{\"match\": \"x\"}]"),
-                                 QByteArray("not json")}) {
+    for (const QByteArray &bad :
+         {QByteArray("{}"), QByteArray("[1]"), QByteArray("[{\"match\": \"x\"}]"), QByteArray("not json")}) {
         error.clear();
         EXPECT_FALSE(ScriptedInteraction::parseAnswers(bad, &error).has_value()) << bad.constData();
         EXPECT_FALSE(error.isEmpty());

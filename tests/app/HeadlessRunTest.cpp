@@ -87,7 +87,8 @@ TEST(HeadlessRun, PrintsRefusalsAndTheirBanner)
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_TRUE(unknown.out.contains(QStringLiteral("unknown workflow no-such-workflow")));
 
-    const ProcessRun badAnswers = vantrel({"run", "tag-audit", "--answers", env.makeFile(QStringLiteral("a.json"), "{}")});
+    const ProcessRun badAnswers =
+        vantrel({"run", "tag-audit", "--answers", env.makeFile(QStringLiteral("a.json"), "{}")});
     EXPECT_EQ(badAnswers.exitCode, 2);
     EXPECT_TRUE(badAnswers.err.contains(QStringLiteral("answers file")));
 }

@@ -7,7 +7,10 @@ struct DecodeCase {
     QStringList paths;
 };
 
-void PrintTo(const DecodeCase &c, std::ostream *os) { *os << c.url; }
+void PrintTo(const DecodeCase &c, std::ostream *os)
+{
+    *os << c.url;
+}
 
 class RunURLDecoding : public ::testing::TestWithParam<DecodeCase> {};
 
@@ -17,17 +20,18 @@ TEST_P(RunURLDecoding, SplitsAndDecodesEachPiece)
     EXPECT_EQ(RunURL::decodePaths(parts.files), GetParam().paths);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Pieces, RunURLDecoding,
-    ::testing::Values(DecodeCase{"vantrel://run/tag-audit", {}}, DecodeCase{"vantrel://run/tag-audit?files=", {}},
-                      DecodeCase{"vantrel://run/x?files=a||b", {"a", "b"}}, DecodeCase{"vantrel://run/x?files=|", {}},
-                      DecodeCase{"vantrel://run/x?files=%2Ftmp%2Fa%257Cb", {"/tmp/a|b"}},
-                      DecodeCase{"vantrel://run/x?files=/tmp/a%25ZZb", {"/tmp/a%ZZb"}},
-                      DecodeCase{"vantrel://run/x?files=/tmp/100%", {"/tmp/100%"}},
-                      DecodeCase{"vantrel://run/x?files=/tmp/%25FF", {"/tmp/%FF"}},
-                      DecodeCase{"vantrel://run/x?other=1&files=/a|/b&files=/c", {"/a", "/b"}},
-                      DecodeCase{"vantrel://run/x?files=/a+b", {"/a+b"}},
-                      DecodeCase{"vantrel://run/x?files=%2FCaf%25C3%25A9", {"/Café"}}));
+INSTANTIATE_TEST_SUITE_P(Pieces, RunURLDecoding,
+                         ::testing::Values(DecodeCase{"vantrel://run/tag-audit", {}},
+                                           DecodeCase{"vantrel://run/tag-audit?files=", {}},
+                                           DecodeCase{"vantrel://run/x?files=a||b", {"a", "b"}},
+                                           DecodeCase{"vantrel://run/x?files=|", {}},
+                                           DecodeCase{"vantrel://run/x?files=%2Ftmp%2Fa%257Cb", {"/tmp/a|b"}},
+                                           DecodeCase{"vantrel://run/x?files=/tmp/a%25ZZb", {"/tmp/a%ZZb"}},
+                                           DecodeCase{"vantrel://run/x?files=/tmp/100%", {"/tmp/100%"}},
+                                           DecodeCase{"vantrel://run/x?files=/tmp/%25FF", {"/tmp/%FF"}},
+                                           DecodeCase{"vantrel://run/x?other=1&files=/a|/b&files=/c", {"/a", "/b"}},
+                                           DecodeCase{"vantrel://run/x?files=/a+b", {"/a+b"}},
+                                           DecodeCase{"vantrel://run/x?files=%2FCaf%25C3%25A9", {"/Café"}}));
 
 struct PartsCase {
     const char *url;
@@ -36,7 +40,10 @@ struct PartsCase {
     const char *id;
 };
 
-void PrintTo(const PartsCase &c, std::ostream *os) { *os << c.url; }
+void PrintTo(const PartsCase &c, std::ostream *os)
+{
+    *os << c.url;
+}
 
 class RunURLParts : public ::testing::TestWithParam<PartsCase> {};
 

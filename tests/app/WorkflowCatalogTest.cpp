@@ -79,9 +79,9 @@ TEST(WorkflowCatalog, LookupsFindPackRowsByIdAndBundleBaseName)
 TEST(WorkflowCatalog, CombinedListAppendsInstalledPackRowsSortedByName)
 {
     const QList<Workflow> core = WorkflowCatalog::coreWorkflows();
-    const QList<Workflow> all = WorkflowCatalog::combined(
-        core, {QStringLiteral("tag-audit"), QStringLiteral("archive-handler"), QStringLiteral("no-such-row"),
-               QStringLiteral("git-init")});
+    const QList<Workflow> all =
+        WorkflowCatalog::combined(core, {QStringLiteral("tag-audit"), QStringLiteral("archive-handler"),
+                                         QStringLiteral("no-such-row"), QStringLiteral("git-init")});
     ASSERT_EQ(all.size(), core.size() + 3);
     EXPECT_EQ(all.mid(0, core.size()), core);
     EXPECT_EQ(ids(all.mid(core.size())), (QStringList{"archive-handler", "git-init", "tag-audit"}));

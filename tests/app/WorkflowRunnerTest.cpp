@@ -18,7 +18,10 @@ struct OutcomeCase {
     Outcome expected;
 };
 
-void PrintTo(const OutcomeCase &c, std::ostream *os) { *os << c.url; }
+void PrintTo(const OutcomeCase &c, std::ostream *os)
+{
+    *os << c.url;
+}
 
 class RunnerOutcomes : public ::testing::TestWithParam<OutcomeCase> {};
 
@@ -31,23 +34,22 @@ TEST_P(RunnerOutcomes, MatchTheGrammar)
 
 INSTANTIATE_TEST_SUITE_P(
     Grammar, RunnerOutcomes,
-    ::testing::Values(
-        OutcomeCase{"vantrel://run/tag-audit", ran{"tag-audit", 0}},
-        OutcomeCase{"VANTREL://run/tag-audit", ran{"tag-audit", 0}},
-        OutcomeCase{"vantrel://RUN/tag-audit", malformed{"expected host 'run', got RUN"}},
-        OutcomeCase{"vantrel:///git-init", malformed{"expected host 'run', got (none)"}},
-        OutcomeCase{"vantrel://run/", malformed{"missing workflow id in path"}},
-        OutcomeCase{"vantrel://run//git-init/?files=/a", ran{"git-init", 1}},
-        OutcomeCase{"vantrel://run/duplicate-reports?files=a||b", ran{"duplicate-reports", 2}},
-        OutcomeCase{"vantrel://run/duplicate-reports?files=|", ran{"duplicate-reports", 0}},
-        OutcomeCase{"vantrel://run/category-tagging?files=/a", ran{"category-tagging", 1}},
-        OutcomeCase{"vantrel://run/no-such-thing", unknownWorkflow{"no-such-thing"}},
-        OutcomeCase{"vantrel://run/tag-audit/extra", unknownWorkflow{"tag-audit/extra"}},
-        OutcomeCase{"https://example.org/x", malformed{"unsupported scheme https"}},
-        OutcomeCase{"just-text", malformed{"unsupported scheme (none)"}},
-        OutcomeCase{"file:///tmp/Pack.VANTRELPACK", ran{"import-pack", 1}},
-        OutcomeCase{"file:///tmp/notes.txt", malformed{"unsupported file extension txt"}},
-        OutcomeCase{"file:///tmp/README", malformed{"unsupported file extension "}}));
+    ::testing::Values(OutcomeCase{"vantrel://run/tag-audit", ran{"tag-audit", 0}},
+                      OutcomeCase{"VANTREL://run/tag-audit", ran{"tag-audit", 0}},
+                      OutcomeCase{"vantrel://RUN/tag-audit", malformed{"expected host 'run', got RUN"}},
+                      OutcomeCase{"vantrel:///git-init", malformed{"expected host 'run', got (none)"}},
+                      OutcomeCase{"vantrel://run/", malformed{"missing workflow id in path"}},
+                      OutcomeCase{"vantrel://run//git-init/?files=/a", ran{"git-init", 1}},
+                      OutcomeCase{"vantrel://run/duplicate-reports?files=a||b", ran{"duplicate-reports", 2}},
+                      OutcomeCase{"vantrel://run/duplicate-reports?files=|", ran{"duplicate-reports", 0}},
+                      OutcomeCase{"vantrel://run/category-tagging?files=/a", ran{"category-tagging", 1}},
+                      OutcomeCase{"vantrel://run/no-such-thing", unknownWorkflow{"no-such-thing"}},
+                      OutcomeCase{"vantrel://run/tag-audit/extra", unknownWorkflow{"tag-audit/extra"}},
+                      OutcomeCase{"https://example.org/x", malformed{"unsupported scheme https"}},
+                      OutcomeCase{"just-text", malformed{"unsupported scheme (none)"}},
+                      OutcomeCase{"file:///tmp/Pack.VANTRELPACK", ran{"import-pack", 1}},
+                      OutcomeCase{"file:///tmp/notes.txt", malformed{"unsupported file extension txt"}},
+                      OutcomeCase{"file:///tmp/README", malformed{"unsupported file extension "}}));
 
 TEST(WorkflowRunner, TableHoldsAllTwentySixURLIDs)
 {
@@ -69,7 +71,10 @@ struct ContextCase {
     const char *refusal;
 };
 
-void PrintTo(const ContextCase &c, std::ostream *os) { *os << c.id; }
+void PrintTo(const ContextCase &c, std::ostream *os)
+{
+    *os << c.id;
+}
 
 class ContextRows : public ::testing::TestWithParam<ContextCase> {};
 
@@ -114,7 +119,10 @@ struct BannerCase {
     const char *message;
 };
 
-void PrintTo(const BannerCase &c, std::ostream *os) { *os << c.url; }
+void PrintTo(const BannerCase &c, std::ostream *os)
+{
+    *os << c.url;
+}
 
 class InterimRows : public ::testing::TestWithParam<BannerCase> {};
 
@@ -132,11 +140,12 @@ INSTANTIATE_TEST_SUITE_P(
     Banners, InterimRows,
     ::testing::Values(
         BannerCase{"vantrel://run/cloud-migrate", "Cloud Migrate needs at least one selected file or folder."},
-        BannerCase{"vantrel://run/route-by-config?files=", "Route by Config needs at least one selected file or folder."},
+        BannerCase{"vantrel://run/route-by-config?files=",
+                   "Route by Config needs at least one selected file or folder."},
         BannerCase{"vantrel://run/multi-compress", "Multi-Compress needs at least one selected file or folder."},
         BannerCase{"vantrel://run/cloud-migrate?files=/tmp", "Cloud Migrate isn't available yet."},
         BannerCase{"vantrel://run/smart-duplicate-scanner?files=/tmp", "Duplicate Scanner isn't available yet."},
-        BannerCase{"vantrel://run/spotlight-path-refresher", "Spotlight Refresher isn't available yet."},
+        BannerCase{"vantrel://run/old-stale-files", "Old & Stale Files isn't available yet."},
         BannerCase{"vantrel://run/tag-audit", "Tag Audit isn't available yet."}));
 
 TEST(WorkflowRunner, LastResortSelectsQuickActionsOnlyForWorkflowsInUse)

@@ -16,7 +16,8 @@ TEST(DesktopRegistration, WritesTheEntryAndMimeTypeIntoTheDataHome)
 
     const auto result = DesktopRegistration::registerApplication(executable);
     EXPECT_TRUE(result.problems.isEmpty()) << result.problems.join('\n').toStdString();
-    EXPECT_EQ(DesktopRegistration::desktopEntryPath(), env.path(QStringLiteral(".local/share/applications/vantrel.desktop")));
+    EXPECT_EQ(DesktopRegistration::desktopEntryPath(),
+              env.path(QStringLiteral(".local/share/applications/vantrel.desktop")));
 
     QFile entry(DesktopRegistration::desktopEntryPath());
     ASSERT_TRUE(entry.open(QIODevice::ReadOnly));

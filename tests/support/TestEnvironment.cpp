@@ -33,8 +33,8 @@ TestEnvironment::TestEnvironment() : root(QDir::tempPath() + QStringLiteral("/vt
         QDir().mkpath(folder);
         qputenv(name.constData(), QFile::encodeName(folder));
     }
-    QFile::setPermissions(root.path() + QStringLiteral("/run"), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                                                    QFileDevice::ExeOwner);
+    QFile::setPermissions(root.path() + QStringLiteral("/run"),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     store = std::make_unique<Defaults>(Paths::defaultsFile());
 }
 
@@ -49,9 +49,15 @@ TestEnvironment::~TestEnvironment()
     }
 }
 
-QString TestEnvironment::home() const { return root.path(); }
+QString TestEnvironment::home() const
+{
+    return root.path();
+}
 
-QString TestEnvironment::path(const QString &relative) const { return root.path() + QLatin1Char('/') + relative; }
+QString TestEnvironment::path(const QString &relative) const
+{
+    return root.path() + QLatin1Char('/') + relative;
+}
 
 QString TestEnvironment::makeFile(const QString &relative, const QByteArray &content)
 {
@@ -70,9 +76,15 @@ QString TestEnvironment::makeFolder(const QString &relative)
     return full;
 }
 
-std::unique_ptr<AppState> TestEnvironment::makeAppState() { return std::make_unique<AppState>(*store, scripted); }
+std::unique_ptr<AppState> TestEnvironment::makeAppState()
+{
+    return std::make_unique<AppState>(*store, scripted);
+}
 
-bool TestEnvironment::runUntilIdle(int timeoutMs) { return ::runUntilIdle(timeoutMs); }
+bool TestEnvironment::runUntilIdle(int timeoutMs)
+{
+    return ::runUntilIdle(timeoutMs);
+}
 
 QString TestEnvironment::executable(const QString &name)
 {

@@ -4,15 +4,27 @@
 #include "ui/BannerView.h"
 #include "ui/MainWindow.h"
 
+#include "ui/WorkflowResultsView.h"
+
 #include <QFile>
+#include <QLabel>
 #include <QProcess>
 #include <QTest>
+#include <QTreeWidget>
+
+#include <sys/xattr.h>
 
 // The whole road on this desktop: a second launch of `vantrel open` hands its URL
 // to the running application, whose window then shows the result.
 class DeliveryTest : public QObject {
     Q_OBJECT
 private slots:
+    void init()
+    {
+        QTest::failOnWarning(
+            QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*")));
+    }
+
     void urlFromASecondProcessReachesTheWindow()
     {
         TestEnvironment env;
@@ -44,6 +56,28 @@ private slots:
         QCOMPARE(open.exitCode(), 0);
         QTRY_VERIFY(controller.state().singleTagSelectorContext().has_value());
         QCOMPARE(controller.state().singleTagSelectorContext()->targets, QStringList{file});
+    }
+
+    void aScanURLOpensTheResultsWindow()
+    {
+        TestEnvironment env;
+        AppController controller;
+        QVERIFY(controller.start(TestEnvironment::executable(QStringLiteral("vantrel"))));
+        const QString file = env.makeFile(QStringLiteral("Inbox/notes.txt"), "x");
+        const QByteArray comment("urgent, Urgent; review");
+        QCOMPARE(::setxattr(QFile::encodeName(file).constData(), "user.xdg.comment", comment.constData(),
+                            size_t(comment.size()), 0),
+                 0);
+
+        QProcess open;
+        open.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+                   {"open", "--workflow", "clean-duplicate-comments", "--", file});
+        QTRY_COMPARE_WITH_TIMEOUT(open.state(), QProcess::NotRunning, 20000);
+        QTRY_VERIFY(controller.window().resultsView());
+        WorkflowResultsView *results = controller.window().resultsView();
+        QTRY_VERIFY(results->isVisible());
+        QCOMPARE(results->summaryLabel()->text(), QStringLiteral("Cleaned 1 file."));
+        QCOMPARE(results->itemsTree()->topLevelItem(0)->text(3), QStringLiteral("removed 1 duplicate"));
     }
 };
 

@@ -67,9 +67,15 @@ void runIfPresent(const QString &program, const QStringList &arguments, DesktopR
 
 } // namespace
 
-QString DesktopRegistration::desktopEntryPath() { return dataHome() + QStringLiteral("/applications/vantrel.desktop"); }
+QString DesktopRegistration::desktopEntryPath()
+{
+    return dataHome() + QStringLiteral("/applications/vantrel.desktop");
+}
 
-QString DesktopRegistration::mimePackagePath() { return dataHome() + QStringLiteral("/mime/packages/vantrel.xml"); }
+QString DesktopRegistration::mimePackagePath()
+{
+    return dataHome() + QStringLiteral("/mime/packages/vantrel.xml");
+}
 
 QString DesktopRegistration::desktopEntry(const QString &executable)
 {

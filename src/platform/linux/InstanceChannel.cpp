@@ -24,7 +24,10 @@ bool InstanceServer::listen(const QString &socketPath)
     return server->listen(socketPath);
 }
 
-QString InstanceServer::errorString() const { return server->errorString(); }
+QString InstanceServer::errorString() const
+{
+    return server->errorString();
+}
 
 void InstanceServer::accept()
 {

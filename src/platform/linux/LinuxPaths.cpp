@@ -24,7 +24,10 @@ QString Paths::applicationSupport()
     return xdgFolder("XDG_DATA_HOME", QStringLiteral(".local/share")) + QStringLiteral("/Vantrel");
 }
 
-QString Paths::servicesFolder() { return applicationSupport() + QStringLiteral("/Services"); }
+QString Paths::servicesFolder()
+{
+    return applicationSupport() + QStringLiteral("/Services");
+}
 
 QString Paths::defaultsFile()
 {
@@ -45,7 +48,7 @@ QString Paths::resources()
     if (!overridden.isEmpty())
         return QDir::cleanPath(overridden);
     // The build tree and an installed tree share the layout bin/../share/vantrel.
-    const QString besideExecutable =
+    QString besideExecutable =
         QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../share/vantrel"));
     if (QFileInfo(besideExecutable).isDir())
         return besideExecutable;

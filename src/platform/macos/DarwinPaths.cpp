@@ -5,13 +5,25 @@
 
 #include <unistd.h>
 
-QString Paths::applicationSupport() { return home() + QStringLiteral("/Library/Application Support/Vantrel"); }
+QString Paths::applicationSupport()
+{
+    return home() + QStringLiteral("/Library/Application Support/Vantrel");
+}
 
-QString Paths::servicesFolder() { return home() + QStringLiteral("/Library/Services"); }
+QString Paths::servicesFolder()
+{
+    return home() + QStringLiteral("/Library/Services");
+}
 
-QString Paths::defaultsFile() { return home() + QStringLiteral("/Library/Preferences/com.vantrel.Vantrel.ini"); }
+QString Paths::defaultsFile()
+{
+    return home() + QStringLiteral("/Library/Preferences/com.vantrel.Vantrel.ini");
+}
 
-QString Paths::instanceSocket() { return QDir::tempPath() + QStringLiteral("/vantrel-%1-instance").arg(::getuid()); }
+QString Paths::instanceSocket()
+{
+    return QDir::tempPath() + QStringLiteral("/vantrel-%1-instance").arg(::getuid());
+}
 
 QString Paths::resources()
 {

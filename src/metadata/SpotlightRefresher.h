@@ -1,0 +1,29 @@
+#pragma once
+
+#include "scan/ScanReport.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <stop_token>
+
+class ScanState;
+
+// Asks the desktop's indexer to read each selected path again, one after the
+// other, and reports which paths it refreshed.
+namespace SpotlightRefresher {
+
+struct Result {
+    QString url;
+    bool success = false;
+    bool operator==(const Result &) const = default;
+};
+
+// Refreshes one path; true only if the indexer ran and said yes.
+bool refresh(const QString &path);
+QList<Result> refreshAll(const QStringList &urls, std::stop_token stop = {});
+QString summary(const QList<Result> &results);
+ScanReport report(const QList<Result> &results);
+void run(const QStringList &urls, ScanState &scans);
+
+} // namespace SpotlightRefresher

@@ -1,0 +1,136 @@
+#include "TestEnvironment.h"
+#include "ui/MainWindow.h"
+#include "ui/ScanProgressCard.h"
+#include "ui/WorkflowResultsView.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QTreeWidget>
+
+namespace {
+
+ScanReport sampleReport(ScanReport::Kind kind, bool withGroups)
+{
+    ScanReport report;
+    report.id = QUuid::createUuid();
+    report.workflowID = QStringLiteral("duplicate-reports");
+    report.title = QStringLiteral("Duplicate Reports");
+    report.summary = QStringLiteral("2 groups");
+    report.generatedAt = QDateTime::currentDateTime();
+    report.kind = kind;
+    const ScanGroup first{QUuid::createUuid(), QStringLiteral("Group A")};
+    const ScanGroup second{QUuid::createUuid(), QStringLiteral("Group B")};
+    const auto item = [](const char *path, quint64 size, std::optional<QUuid> group) {
+        return ScanItem{QUuid::createUuid(), QString::fromUtf8(path), size, std::nullopt, std::nullopt, group};
+    };
+    report.items = {item("/tmp/a1", 1000, first.id), item("/tmp/b1", 1500000, second.id),
+                    item("/tmp/a2", 1000, first.id)};
+    if (withGroups)
+        report.groups = QList<ScanGroup>{first, second};
+    return report;
+}
+
+} // namespace
+
+class ResultsViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        QTest::failOnWarning(
+            QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*")));
+    }
+
+    void listsItemsUnderTheirGroupsWithCounters()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        state->presentReport(sampleReport(ScanReport::Kind::duplicates, true));
+        WorkflowResultsView view(state->scanState(), env.interaction());
+        QCOMPARE(view.titleLabel()->text(), QStringLiteral("Duplicate Reports"));
+        QCOMPARE(view.counterText(QStringLiteral("Items")), QStringLiteral("3"));
+        QCOMPARE(view.counterText(QStringLiteral("Total size")), QStringLiteral("1.5 MB"));
+        QCOMPARE(view.counterText(QStringLiteral("Groups")), QStringLiteral("2"));
+        QVERIFY(view.counterText(QStringLiteral("Planned moves")).isEmpty());
+        QTreeWidget *tree = view.itemsTree();
+        QCOMPARE(tree->topLevelItemCount(), 2);
+        QCOMPARE(tree->topLevelItem(0)->text(0), QStringLiteral("Group A"));
+        QCOMPARE(tree->topLevelItem(0)->childCount(), 2);
+        QCOMPARE(tree->topLevelItem(1)->child(0)->text(0), QStringLiteral("/tmp/b1"));
+        QVERIFY(view.thresholdPicker()->isHidden());
+    }
+
+    void selectionTogglesAndCopiesPathsInReportOrder()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        state->presentReport(sampleReport(ScanReport::Kind::large, false));
+        WorkflowResultsView view(state->scanState(), env.interaction());
+        QTreeWidget *tree = view.itemsTree();
+        tree->topLevelItem(2)->setSelected(true);
+        tree->topLevelItem(0)->setSelected(true);
+        view.copyPaths();
+        QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("/tmp/a1\n/tmp/a2"));
+        tree->topLevelItem(0)->setSelected(false);
+        QCOMPARE(view.selectedPaths(), QStringList{"/tmp/a2"});
+
+        // A threshold kind shows its presets, with the current value picked.
+        QVERIFY(!view.thresholdPicker()->isHidden());
+        QCOMPARE(view.thresholdPicker()->currentData().toInt(), 100);
+        QCOMPARE(view.thresholdPicker()->itemText(view.thresholdPicker()->count() - 1), QStringLiteral("1 GB"));
+    }
+
+    void anEmptyReportSaysSo()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        ScanReport empty = sampleReport(ScanReport::Kind::stale, false);
+        empty.items.clear();
+        state->presentReport(empty);
+        WorkflowResultsView view(state->scanState(), env.interaction());
+        QCOMPARE(view.titleLabel()->text(), QStringLiteral("Nothing to report"));
+        QVERIFY(view.itemsTree()->isHidden());
+    }
+
+    void theMainWindowOpensTheReportAndClosingDismissesIt()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        window.show();
+        QVERIFY(!window.resultsView());
+        state->presentReport(sampleReport(ScanReport::Kind::duplicates, true));
+        QVERIFY(window.resultsView());
+        QTRY_VERIFY(window.resultsView()->isVisible());
+        window.resultsView()->reject();
+        QVERIFY(!state->activeReport().has_value());
+        QTRY_VERIFY(!window.resultsView());
+    }
+
+    void theProgressCardShowsWhileAScanRunsAndCancels()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        window.show();
+        QVERIFY(!window.progressCard()->isVisible());
+        state->scanState().runScan([](std::stop_token stop, const ScanState::PublishProgress &publish) {
+            publish({QStringLiteral("Hashing files"), 1, 4});
+            while (!stop.stop_requested())
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            return std::optional<ScanReport>(sampleReport(ScanReport::Kind::duplicates, false));
+        });
+        QVERIFY(window.progressCard()->isVisible());
+        QTRY_COMPARE(window.progressCard()->titleLabel()->text(), QStringLiteral("Hashing files"));
+        QTest::mouseClick(window.progressCard()->cancelButton(), Qt::LeftButton);
+        QTRY_VERIFY(!window.progressCard()->isVisible());
+        QVERIFY(!state->activeReport().has_value());
+    }
+};
+
+QTEST_MAIN(ResultsViewTest)
+#include "ResultsViewTest.moc"
