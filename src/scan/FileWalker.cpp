@@ -32,30 +32,36 @@ void walkFolder(int dirFd, const QString &path, QList<FileWalker::WalkedFile> &o
         ::close(dirFd);
         return;
     }
+    const QString prefix = path + QLatin1Char('/');
     while (const dirent *entry = ::readdir(dir)) {
         const char *name = entry->d_name;
         if (name[0] == '.') // hidden, and also "." and ".."
             continue;
-        if (entry->d_type == DT_LNK)
+        const unsigned char type = entry->d_type;
+        if (type == DT_LNK)
             continue;
-        const QString child = path + QLatin1Char('/') + QFile::decodeName(name);
+        if (type != DT_REG && type != DT_DIR && type != DT_UNKNOWN)
+            continue;
+        const QString nameText = QFile::decodeName(name);
         struct stat info {};
-        if (::fstatat(dirFd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
+        // A folder needs no stat unless it is a package; everything else is asked once, relative
+        // to the folder's descriptor, so the kernel never resolves the full path again.
+        const bool needsStat = type != DT_DIR || Packages::isPackageName(nameText);
+        if (needsStat && ::fstatat(dirFd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
             continue;
-        if (S_ISLNK(info.st_mode))
-            continue;
-        if (S_ISREG(info.st_mode)) {
-            out.append(fileOf(child, info));
-        } else if (S_ISDIR(info.st_mode)) {
-            if (Packages::isPackageName(QStringView(child).mid(path.size() + 1))) {
-                out.append({child, 0, modificationDate(info)});
+        const bool isDirectory = needsStat ? S_ISDIR(info.st_mode) : true;
+        if (needsStat && S_ISREG(info.st_mode)) {
+            out.append(fileOf(prefix + nameText, info));
+        } else if (isDirectory) {
+            if (Packages::isPackageName(nameText)) {
+                out.append({prefix + nameText, 0, modificationDate(info)});
                 continue;
             }
             if (stop.stop_requested())
                 break;
             const int childFd = ::openat(dirFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
             if (childFd >= 0)
-                walkFolder(childFd, child, out, stop);
+                walkFolder(childFd, prefix + nameText, out, stop);
         }
     }
     ::closedir(dir);
