@@ -76,8 +76,11 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
     : QObject(parent), userDefaults(defaults), asker(interaction), coreRows(WorkflowCatalog::coreWorkflows()),
       packIDs(toSet(defaults.value(DefaultsKeys::installedPackIDs))),
       packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs))),
-      scans(std::make_unique<ScanState>(defaults))
+      scans(std::make_unique<ScanState>(defaults)), log(std::make_unique<DiagnosticLog>(defaults))
 {
+    // The stores that carry categories and templates join here as they land; until then both are empty.
+    log->record(ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
+                QStringLiteral("categories=0 templates=0"));
 }
 
 AppState::~AppState() = default;

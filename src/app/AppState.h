@@ -2,6 +2,7 @@
 
 #include "app/SheetContexts.h"
 #include "app/Workflow.h"
+#include "app/diagnostics/DiagnosticLog.h"
 #include "quickactions/IntegrityReport.h"
 #include "scan/ScanState.h"
 
@@ -63,6 +64,7 @@ public:
     Defaults &defaults() const { return userDefaults; }
     Interaction &interaction() const { return asker; }
     WorkflowRunner &workflowRunner();
+    DiagnosticLog &diagnosticLog() { return *log; }
     // Reports, progress, the running scan and the thresholds.
     ScanState &scanState() { return *scans; }
     const ScanState &scanState() const { return *scans; }
@@ -136,6 +138,7 @@ private:
     QSet<QString> packIDs;
     QSet<QString> packWorkflowIDs;
     std::unique_ptr<ScanState> scans;
+    std::unique_ptr<DiagnosticLog> log;
 
     HealthStatus health = unknown{};
     std::optional<QDateTime> lastCheck;

@@ -5,6 +5,7 @@
 #include "platform/Paths.h"
 
 #include <QDir>
+#include <QFile>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -160,4 +161,18 @@ TEST(AppState, DestinationsHaveSidebarOrderAndRawNames)
     }
     EXPECT_EQ(names, (QStringList{"dashboard", "quickActions", "categories", "automationPacks", "transferProfiles",
                                   "settings"}));
+}
+
+TEST(AppState, LaunchIsTheFirstReceiptWhenRecording)
+{
+    TestEnvironment env;
+    env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
+    auto state = env.makeAppState();
+    ASSERT_FALSE(state->diagnosticLog().rows().isEmpty());
+    const ActionReceipt &launch = state->diagnosticLog().rows().first();
+    EXPECT_EQ(launch.kind, ActionReceipt::Kind::state);
+    EXPECT_EQ(launch.source, QStringLiteral("AppState.launch"));
+    EXPECT_FALSE(launch.before.has_value());
+    EXPECT_EQ(launch.after, QStringLiteral("categories=0 templates=0"));
+    EXPECT_TRUE(QFile::exists(state->diagnosticLog().sessionFile()));
 }
