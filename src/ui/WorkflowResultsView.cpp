@@ -81,7 +81,7 @@ WorkflowResultsView::WorkflowResultsView(ScanState &state, Interaction &asker, Q
     thresholdRow->addStretch(1);
     layout->addLayout(thresholdRow);
 
-    tree->setHeaderLabels({QStringLiteral("File"), QStringLiteral("Size"), QStringLiteral("Modified"), QString()});
+    tree->setHeaderLabels({QStringLiteral("File"), QStringLiteral("Size"), QStringLiteral("Modified"), QStringLiteral("Result")});
     tree->setSelectionMode(QAbstractItemView::MultiSelection); // a click toggles a row
     tree->setRootIsDecorated(false);
     tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);
