@@ -1,6 +1,7 @@
 #include "app/AppState.h"
 
 #include "app/Defaults.h"
+#include "app/EnumNames.h"
 #include "app/RunURL.h"
 #include "app/WorkflowCatalog.h"
 #include "app/WorkflowRunner.h"
@@ -12,7 +13,7 @@
 namespace {
 
 using D = AppState::Destination;
-constexpr std::array<std::pair<D, const char *>, 6> destinationNames{{
+constexpr EnumNameTable<D, 6> destinationNames{{
     {D::dashboard, "dashboard"},
     {D::quickActions, "quickActions"},
     {D::categories, "categories"},
@@ -51,20 +52,12 @@ QList<AppState::Destination> AppState::allDestinations()
 
 QString AppState::toString(Destination destination)
 {
-    for (const auto &[value, name] : destinationNames) {
-        if (value == destination)
-            return QString::fromLatin1(name);
-    }
-    return {};
+    return enumName(destinationNames, destination);
 }
 
 std::optional<AppState::Destination> AppState::destinationFromString(const QString &raw)
 {
-    for (const auto &[value, name] : destinationNames) {
-        if (raw == QLatin1String(name))
-            return value;
-    }
-    return std::nullopt;
+    return enumFromName(destinationNames, raw);
 }
 
 QString AppState::PackBanner::toString(Tone tone)

@@ -1,31 +1,11 @@
 #include "app/Workflow.h"
 
-#include <array>
-#include <utility>
+#include "app/EnumNames.h"
 
 namespace {
 
-template <typename E, std::size_t N>
-std::optional<E> lookup(const std::array<std::pair<E, const char *>, N> &table, const QString &raw)
-{
-    for (const auto &[value, name] : table) {
-        if (raw == QLatin1String(name))
-            return value;
-    }
-    return std::nullopt;
-}
-
-template <typename E, std::size_t N> QString nameOf(const std::array<std::pair<E, const char *>, N> &table, E value)
-{
-    for (const auto &[candidate, name] : table) {
-        if (candidate == value)
-            return QString::fromLatin1(name);
-    }
-    return {};
-}
-
 using K = Workflow::Kind;
-constexpr std::array<std::pair<K, const char *>, 9> kindNames{{
+constexpr EnumNameTable<K, 9> kindNames{{
     {K::tagging, "Tagging"},
     {K::duplicates, "Duplicates"},
     {K::text, "Text & Comments"},
@@ -38,7 +18,7 @@ constexpr std::array<std::pair<K, const char *>, 9> kindNames{{
 }};
 
 using S = Workflow::Status;
-constexpr std::array<std::pair<S, const char *>, 5> statusNames{{
+constexpr EnumNameTable<S, 5> statusNames{{
     {S::installed, "installed"},
     {S::available, "available"},
     {S::missing, "missing"},
@@ -47,7 +27,7 @@ constexpr std::array<std::pair<S, const char *>, 5> statusNames{{
 }};
 
 using I = Workflow::InputKind;
-constexpr std::array<std::pair<I, const char *>, 3> inputKindNames{{
+constexpr EnumNameTable<I, 3> inputKindNames{{
     {I::folder, "folder"},
     {I::folderOrFiles, "folderOrFiles"},
     {I::files, "files"},
@@ -72,25 +52,25 @@ QList<Workflow::Kind> Workflow::allKinds()
 
 QString Workflow::toString(Kind kind)
 {
-    return nameOf(kindNames, kind);
+    return enumName(kindNames, kind);
 }
 std::optional<Workflow::Kind> Workflow::kindFromString(const QString &raw)
 {
-    return lookup(kindNames, raw);
+    return enumFromName(kindNames, raw);
 }
 QString Workflow::toString(Status status)
 {
-    return nameOf(statusNames, status);
+    return enumName(statusNames, status);
 }
 std::optional<Workflow::Status> Workflow::statusFromString(const QString &raw)
 {
-    return lookup(statusNames, raw);
+    return enumFromName(statusNames, raw);
 }
 QString Workflow::toString(InputKind inputKind)
 {
-    return nameOf(inputKindNames, inputKind);
+    return enumName(inputKindNames, inputKind);
 }
 std::optional<Workflow::InputKind> Workflow::inputKindFromString(const QString &raw)
 {
-    return lookup(inputKindNames, raw);
+    return enumFromName(inputKindNames, raw);
 }

@@ -3,8 +3,6 @@
 #include "metadata/FinderMetadata.h"
 #include "scan/ScanState.h"
 
-#include <QUuid>
-
 namespace {
 
 bool changed(const CleanDuplicateCommentsHandler::Outcome &outcome)
@@ -75,12 +73,8 @@ QString CleanDuplicateCommentsHandler::badge(const Outcome &outcome)
 
 ScanReport CleanDuplicateCommentsHandler::report(const QList<Outcome> &outcomes)
 {
-    ScanReport result;
-    result.id = QUuid::createUuid();
-    result.workflowID = QStringLiteral("clean-duplicate-comments");
-    result.title = QStringLiteral("Clean Duplicate Comments");
-    result.generatedAt = QDateTime::currentDateTime();
-    result.kind = ScanReport::Kind::tidy;
+    ScanReport result = ScanReport::begin(QStringLiteral("clean-duplicate-comments"),
+                                          QStringLiteral("Clean Duplicate Comments"), ScanReport::Kind::tidy);
     for (const Outcome &outcome : outcomes)
         result.items.append(ScanReport::itemFor(outcome.url, badge(outcome)));
     result.summary = summary(outcomes);
@@ -89,10 +83,8 @@ ScanReport CleanDuplicateCommentsHandler::report(const QList<Outcome> &outcomes)
 
 void CleanDuplicateCommentsHandler::run(const QStringList &urls, ScanState &scans)
 {
+    // A cancelled run keeps what it did; the scan state shows no report for it.
     scans.runScan([urls](std::stop_token stop, const ScanState::PublishProgress &) -> std::optional<ScanReport> {
-        const QList<Outcome> outcomes = clean(urls, stop);
-        if (stop.stop_requested())
-            return std::nullopt;
-        return report(outcomes);
+        return report(clean(urls, stop));
     });
 }

@@ -3,8 +3,6 @@
 #include "platform/Indexer.h"
 #include "scan/ScanState.h"
 
-#include <QUuid>
-
 bool SpotlightRefresher::refresh(const QString &path)
 {
     return Indexer::refresh(path);
@@ -40,12 +38,8 @@ QString SpotlightRefresher::summary(const QList<Result> &results)
 
 ScanReport SpotlightRefresher::report(const QList<Result> &results)
 {
-    ScanReport result;
-    result.id = QUuid::createUuid();
-    result.workflowID = QStringLiteral("spotlight-refresher");
-    result.title = QStringLiteral("Spotlight Refresher");
-    result.generatedAt = QDateTime::currentDateTime();
-    result.kind = ScanReport::Kind::tidy;
+    ScanReport result = ScanReport::begin(QStringLiteral("spotlight-refresher"), QStringLiteral("Spotlight Refresher"),
+                                          ScanReport::Kind::tidy);
     for (const Result &r : results)
         result.items.append(
             ScanReport::itemFor(r.url, r.success ? QStringLiteral("refreshed") : QStringLiteral("failed")));
@@ -55,10 +49,8 @@ ScanReport SpotlightRefresher::report(const QList<Result> &results)
 
 void SpotlightRefresher::run(const QStringList &urls, ScanState &scans)
 {
+    // A cancelled run keeps what it did; the scan state shows no report for it.
     scans.runScan([urls](std::stop_token stop, const ScanState::PublishProgress &) -> std::optional<ScanReport> {
-        const QList<Result> results = refreshAll(urls, stop);
-        if (stop.stop_requested())
-            return std::nullopt;
-        return report(results);
+        return report(refreshAll(urls, stop));
     });
 }

@@ -35,7 +35,10 @@ const KindRow &rowOf(K kind)
     return kinds.front();
 }
 
-QString uuidText(const QUuid &id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
+QString uuidText(const QUuid &id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
 
 QJsonValue dateValue(const std::optional<QDateTime> &date)
 {
@@ -85,7 +88,10 @@ QJsonObject itemJson(const ScanItem &item)
 
 } // namespace
 
-QString ScanReport::toString(Kind kind) { return QString::fromLatin1(rowOf(kind).name); }
+QString ScanReport::toString(Kind kind)
+{
+    return QString::fromLatin1(rowOf(kind).name);
+}
 
 std::optional<ScanReport::Kind> ScanReport::kindFromString(const QString &raw)
 {
@@ -96,7 +102,10 @@ std::optional<ScanReport::Kind> ScanReport::kindFromString(const QString &raw)
     return std::nullopt;
 }
 
-QString ScanReport::symbol(Kind kind) { return QString::fromLatin1(rowOf(kind).symbol); }
+QString ScanReport::symbol(Kind kind)
+{
+    return QString::fromLatin1(rowOf(kind).symbol);
+}
 
 quint64 ScanReport::totalSize() const
 {
@@ -169,6 +178,17 @@ std::optional<ScanReport> ScanReport::fromJson(const QJsonObject &object)
     return report;
 }
 
+ScanReport ScanReport::begin(const QString &workflowID, const QString &title, Kind kind)
+{
+    ScanReport report;
+    report.id = QUuid::createUuid();
+    report.workflowID = workflowID;
+    report.title = title;
+    report.generatedAt = QDateTime::currentDateTime();
+    report.kind = kind;
+    return report;
+}
+
 ScanItem ScanReport::itemFor(const QString &url, std::optional<QString> badge)
 {
     ScanItem item;
@@ -187,7 +207,8 @@ QList<ScanThresholds::Preset> ScanThresholds::stalePresets()
 {
     QList<Preset> presets;
     for (int days : {30, 90, 180, 365, 730})
-        presets.append({days, days >= 365 ? QStringLiteral("%1 yr").arg(days / 365) : QStringLiteral("%1 d").arg(days)});
+        presets.append(
+            {days, days >= 365 ? QStringLiteral("%1 yr").arg(days / 365) : QStringLiteral("%1 d").arg(days)});
     return presets;
 }
 

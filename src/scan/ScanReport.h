@@ -86,6 +86,9 @@ struct ScanReport {
     QJsonObject toJson() const;
     static std::optional<ScanReport> fromJson(const QJsonObject &object);
 
+    // A new, empty report of `kind`, dated now.
+    static ScanReport begin(const QString &workflowID, const QString &title, Kind kind);
+
     // A row for one selected path: size and date of the first file a walk of it
     // gives, or 0 and none.
     static ScanItem itemFor(const QString &url, std::optional<QString> badge);

@@ -1,4 +1,5 @@
 #include "ui/DashboardPage.h"
+#include "ui/Typography.h"
 
 #include "app/AppState.h"
 
@@ -14,10 +15,7 @@ QGroupBox *statCard(const QString &title, QLabel *figure, QLabel *caption, QWidg
 {
     auto *card = new QGroupBox(title, parent);
     auto *layout = new QVBoxLayout(card);
-    QFont big = figure->font();
-    big.setPointSizeF(big.pointSizeF() * 1.8);
-    big.setBold(true);
-    figure->setFont(big);
+    Typography::makeHeading(figure, 1.8);
     layout->addWidget(figure);
     layout->addWidget(caption);
     return card;
@@ -30,12 +28,7 @@ DashboardPage::DashboardPage(AppState &appState, QWidget *parent)
       healthSummary(new QLabel(this)), workflowList(new QLabel(this))
 {
     auto *layout = new QVBoxLayout(this);
-    auto *heading = new QLabel(QStringLiteral("Finder productivity, cleaned up."), this);
-    QFont headingFont = heading->font();
-    headingFont.setPointSizeF(headingFont.pointSizeF() * 1.6);
-    headingFont.setBold(true);
-    heading->setFont(headingFont);
-    layout->addWidget(heading);
+    layout->addWidget(Typography::heading(QStringLiteral("Finder productivity, cleaned up."), this));
     layout->addWidget(
         new QLabel(QStringLiteral("Organise, tag, clean, and refresh files from Finder — locally on your Mac."), this));
 

@@ -1,4 +1,5 @@
 #include "ui/MainWindow.h"
+#include "ui/Typography.h"
 
 #include "ui/BannerView.h"
 #include "ui/DashboardPage.h"
@@ -20,12 +21,7 @@ QWidget *comingScreen(const QString &title, const QString &text, QWidget *parent
 {
     auto *page = new QWidget(parent);
     auto *layout = new QVBoxLayout(page);
-    auto *heading = new QLabel(title, page);
-    QFont font = heading->font();
-    font.setPointSizeF(font.pointSizeF() * 1.6);
-    font.setBold(true);
-    heading->setFont(font);
-    layout->addWidget(heading);
+    layout->addWidget(Typography::heading(title, page));
     auto *body = new QLabel(text, page);
     body->setWordWrap(true);
     layout->addWidget(body);

@@ -1,4 +1,5 @@
 #include "ui/QuickActionsPage.h"
+#include "ui/Typography.h"
 
 #include "app/AppState.h"
 #include "app/RunPanel.h"
@@ -15,12 +16,7 @@ QuickActionsPage::QuickActionsPage(AppState &appState, QWidget *parent)
     : QWidget(parent), state(&appState), statusLine(new QLabel(this)), rows(new QTableWidget(this))
 {
     auto *layout = new QVBoxLayout(this);
-    auto *heading = new QLabel(QStringLiteral("Quick Actions"), this);
-    QFont headingFont = heading->font();
-    headingFont.setPointSizeF(headingFont.pointSizeF() * 1.6);
-    headingFont.setBold(true);
-    heading->setFont(headingFont);
-    layout->addWidget(heading);
+    layout->addWidget(Typography::heading(QStringLiteral("Quick Actions"), this));
     layout->addWidget(new QLabel(QStringLiteral("Install, update, repair, or remove Vantrel Finder workflows."), this));
 
     auto *controls = new QHBoxLayout;

@@ -1,4 +1,5 @@
 #include "ui/WorkflowResultsView.h"
+#include "ui/Typography.h"
 
 #include "app/ByteCountFormatter.h"
 #include "app/Interaction.h"
@@ -62,10 +63,7 @@ WorkflowResultsView::WorkflowResultsView(ScanState &state, Interaction &asker, Q
     auto *head = new QHBoxLayout;
     head->addWidget(icon, 0, Qt::AlignTop);
     auto *texts = new QVBoxLayout;
-    QFont titleFont = title->font();
-    titleFont.setPointSizeF(titleFont.pointSizeF() * 1.4);
-    titleFont.setBold(true);
-    title->setFont(titleFont);
+    Typography::makeHeading(title, 1.4);
     summary->setWordWrap(true);
     texts->addWidget(title);
     texts->addWidget(summary);
@@ -81,7 +79,8 @@ WorkflowResultsView::WorkflowResultsView(ScanState &state, Interaction &asker, Q
     thresholdRow->addStretch(1);
     layout->addLayout(thresholdRow);
 
-    tree->setHeaderLabels({QStringLiteral("File"), QStringLiteral("Size"), QStringLiteral("Modified"), QStringLiteral("Result")});
+    tree->setHeaderLabels(
+        {QStringLiteral("File"), QStringLiteral("Size"), QStringLiteral("Modified"), QStringLiteral("Result")});
     tree->setSelectionMode(QAbstractItemView::MultiSelection); // a click toggles a row
     tree->setRootIsDecorated(false);
     tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);

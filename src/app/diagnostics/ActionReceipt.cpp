@@ -1,12 +1,14 @@
 #include "app/diagnostics/ActionReceipt.h"
 
+#include "app/EnumNames.h"
+
 #include <array>
 #include <utility>
 
 namespace {
 
 using K = ActionReceipt::Kind;
-constexpr std::array<std::pair<K, const char *>, 6> kindNames{{
+constexpr EnumNameTable<K, 6> kindNames{{
     {K::ui, "ui"},
     {K::cmd, "cmd"},
     {K::persist, "persist"},
@@ -24,20 +26,12 @@ QString uuidText(const QUuid &id)
 
 QString ActionReceipt::toString(Kind kind)
 {
-    for (const auto &[value, name] : kindNames) {
-        if (value == kind)
-            return QString::fromLatin1(name);
-    }
-    return {};
+    return enumName(kindNames, kind);
 }
 
 std::optional<ActionReceipt::Kind> ActionReceipt::kindFromString(const QString &raw)
 {
-    for (const auto &[value, name] : kindNames) {
-        if (raw == QLatin1String(name))
-            return value;
-    }
-    return std::nullopt;
+    return enumFromName(kindNames, raw);
 }
 
 QJsonObject ActionReceipt::toJson() const
