@@ -69,8 +69,8 @@ WorkflowRunner::Handler needsSelection(const QString &urlID, const char *refusal
 QHash<QString, WorkflowRunner::Handler> buildTable()
 {
     QHash<QString, WorkflowRunner::Handler> table;
-    const auto add = [&table](const char *id, WorkflowRunner::Handler handler) {
-        table.insert(QString::fromLatin1(id), std::move(handler));
+    const auto add = [&table](const char *id, const WorkflowRunner::Handler &handler) {
+        table.insert(QString::fromLatin1(id), handler);
     };
     const auto interim = [&add](const char *id) { add(id, notAvailableYet(QString::fromLatin1(id))); };
 
