@@ -17,9 +17,10 @@ TEST(ScanReport, SurvivesJsonWithEveryOptionalPartSetOrMissing)
     report.generatedAt = QDateTime::fromString(QStringLiteral("2026-11-22T10:20:30.456Z"), Qt::ISODateWithMs);
     report.kind = ScanReport::Kind::tidy;
     const QUuid group = QUuid::createUuid();
-    report.items = {ScanItem{QUuid::createUuid(), QStringLiteral("/tmp/a b.pdf"), 5000000000ULL,
-                             report.generatedAt, QStringLiteral("old"), group},
-                    ScanItem{QUuid::createUuid(), QStringLiteral("/tmp/c"), 0, std::nullopt, std::nullopt, std::nullopt}};
+    report.items = {
+        ScanItem{QUuid::createUuid(), QStringLiteral("/tmp/a b.pdf"), 5000000000ULL, report.generatedAt,
+                 QStringLiteral("old"), group},
+        ScanItem{QUuid::createUuid(), QStringLiteral("/tmp/c"), 0, std::nullopt, std::nullopt, std::nullopt}};
     report.groups = QList<ScanGroup>{{group, QStringLiteral("PDFs")}};
     report.plannedMoves = QList<PlannedMove>{
         {QUuid::createUuid(), QStringLiteral("/tmp/a b.pdf"), QStringLiteral("/tmp/T/a b.pdf"), QStringLiteral("old")}};
@@ -81,7 +82,10 @@ struct ThrottleCase {
     int publications;
 };
 
-void PrintTo(const ThrottleCase &c, std::ostream *os) { *os << c.total; }
+void PrintTo(const ThrottleCase &c, std::ostream *os)
+{
+    *os << c.total;
+}
 
 class Throttle : public ::testing::TestWithParam<ThrottleCase> {};
 

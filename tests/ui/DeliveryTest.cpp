@@ -19,11 +19,7 @@
 class DeliveryTest : public QObject {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        QTest::failOnWarning(
-            QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*")));
-    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*"))); }
 
     void urlFromASecondProcessReachesTheWindow()
     {

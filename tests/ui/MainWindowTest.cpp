@@ -19,8 +19,7 @@ private slots:
     void init()
     {
         // The offscreen platform's own notice about size hints is no fault of ours.
-        QTest::failOnWarning(
-            QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*")));
+        QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*")));
     }
 
     void sidebarListsTheSixDestinationsInOrder()

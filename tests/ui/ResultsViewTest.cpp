@@ -39,11 +39,7 @@ ScanReport sampleReport(ScanReport::Kind kind, bool withGroups)
 class ResultsViewTest : public QObject {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        QTest::failOnWarning(
-            QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*")));
-    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*"))); }
 
     void listsItemsUnderTheirGroupsWithCounters()
     {
