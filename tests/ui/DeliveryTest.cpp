@@ -38,6 +38,17 @@ private slots:
         QVERIFY(controller.window().banner()->isVisible());
     }
 
+    void aColdStartHandsItsURLToTheRunnerOnceStarted()
+    {
+        TestEnvironment env;
+        AppController controller({QStringLiteral("vantrel://run/comment-templates")});
+        // Nothing is handled before start-up is done.
+        QVERIFY(!controller.state().packBanner().has_value());
+        QVERIFY(controller.start(TestEnvironment::executable(QStringLiteral("vantrel"))));
+        QTRY_COMPARE(controller.window().banner()->message(),
+                     QStringLiteral("Select one or more files in Finder before running Comment Templates."));
+    }
+
     void workflowFormBuildsTheRunURLWithItsFiles()
     {
         TestEnvironment env;
