@@ -7,6 +7,7 @@
 #include "app/WorkflowRunner.h"
 #include "quickactions/InstalledBundles.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -69,11 +70,21 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
     : QObject(parent), userDefaults(defaults), asker(interaction), coreRows(WorkflowCatalog::coreWorkflows()),
       packIDs(toSet(defaults.value(DefaultsKeys::installedPackIDs))),
       packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs))),
-      scans(std::make_unique<ScanState>(defaults)), log(std::make_unique<DiagnosticLog>(defaults))
+      scans(std::make_unique<ScanState>(defaults)), categoryLibrary(std::make_unique<CategoryStore>()),
+      log(std::make_unique<DiagnosticLog>(defaults)), categoryList(categoryLibrary->categories())
 {
-    // The stores that carry categories and templates join here as they land; until then both are empty.
+    connect(categoryLibrary.get(), &CategoryStore::categoriesChanged, this, [this] {
+        categoryList = categoryLibrary->categories();
+        // The editor can't stay on a category that is gone.
+        if (editorSelection && std::none_of(categoryList.cbegin(), categoryList.cend(),
+                                            [this](const Category &c) { return c.id == *editorSelection; }))
+            setCategoryEditorSelection(std::nullopt);
+        emit categoriesChanged();
+    });
+    categoryLibrary->setDiagnosticLog(log.get());
+    // The comment templates join the count when their store lands.
     log->record(ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
-                QStringLiteral("categories=0 templates=0"));
+                QStringLiteral("categories=%1 templates=0").arg(categoryList.size()));
 }
 
 AppState::~AppState() = default;
@@ -89,6 +100,12 @@ void AppState::setSelection(std::optional<Destination> destination)
 {
     if (assign(selectedDestination, destination))
         emit selectionChanged();
+}
+
+void AppState::setCategoryEditorSelection(std::optional<QUuid> id)
+{
+    if (assign(editorSelection, id))
+        emit categoryEditorSelectionChanged();
 }
 
 void AppState::setWorkflows(const QList<Workflow> &rows)

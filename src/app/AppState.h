@@ -3,6 +3,7 @@
 #include "app/SheetContexts.h"
 #include "app/Workflow.h"
 #include "app/diagnostics/DiagnosticLog.h"
+#include "metadata/CategoryStore.h"
 #include "quickactions/IntegrityReport.h"
 #include "scan/ScanState.h"
 
@@ -65,6 +66,11 @@ public:
     Interaction &interaction() const { return asker; }
     WorkflowRunner &workflowRunner();
     DiagnosticLog &diagnosticLog() { return *log; }
+    CategoryStore &categoryStore() { return *categoryLibrary; }
+    // A copy of the store's list, kept in step with it.
+    const QList<Category> &categories() const { return categoryList; }
+    std::optional<QUuid> categoryEditorSelection() const { return editorSelection; }
+    void setCategoryEditorSelection(std::optional<QUuid> id);
     // Reports, progress, the running scan and the thresholds.
     ScanState &scanState() { return *scans; }
     const ScanState &scanState() const { return *scans; }
@@ -125,6 +131,8 @@ signals:
     void firstLaunchMessageChanged();
     void integrityChanged();
     void contextsChanged();
+    void categoriesChanged();
+    void categoryEditorSelectionChanged();
     // A URL asked for the application to come to the front.
     void activationRequested();
 
@@ -138,7 +146,10 @@ private:
     QSet<QString> packIDs;
     QSet<QString> packWorkflowIDs;
     std::unique_ptr<ScanState> scans;
+    std::unique_ptr<CategoryStore> categoryLibrary;
     std::unique_ptr<DiagnosticLog> log;
+    QList<Category> categoryList;
+    std::optional<QUuid> editorSelection;
 
     HealthStatus health = unknown{};
     std::optional<QDateTime> lastCheck;

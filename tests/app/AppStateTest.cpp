@@ -173,6 +173,25 @@ TEST(AppState, LaunchIsTheFirstReceiptWhenRecording)
     EXPECT_EQ(launch.kind, ActionReceipt::Kind::state);
     EXPECT_EQ(launch.source, QStringLiteral("AppState.launch"));
     EXPECT_FALSE(launch.before.has_value());
-    EXPECT_EQ(launch.after, QStringLiteral("categories=0 templates=0"));
+    EXPECT_EQ(launch.after, QStringLiteral("categories=4 templates=0"));
     EXPECT_TRUE(QFile::exists(state->diagnosticLog().sessionFile()));
+}
+
+TEST(AppState, MirrorsTheCategoryLibraryAndDropsAGoneEditorSelection)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    ASSERT_EQ(state->categories(), state->categoryStore().categories());
+    const Category first = state->categories().first();
+    state->setCategoryEditorSelection(first.id);
+    QSignalSpy mirrored(state.get(), &AppState::categoriesChanged);
+
+    state->categoryStore().remove(state->categories().last().id);
+    EXPECT_EQ(mirrored.count(), 1);
+    EXPECT_EQ(state->categories().size(), 3);
+    EXPECT_EQ(state->categoryEditorSelection(), first.id);
+
+    state->categoryStore().remove(first.id);
+    EXPECT_EQ(state->categories().size(), 2);
+    EXPECT_FALSE(state->categoryEditorSelection().has_value());
 }

@@ -2,7 +2,6 @@
 
 #include "app/Defaults.h"
 #include "app/diagnostics/Redaction.h"
-#include "platform/Paths.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,25 +13,43 @@ namespace {
 
 std::optional<QString> redacted(const std::optional<QString> &text)
 {
-    return text ? std::optional(Redaction::redact(*text)) : std::nullopt;
+    if (!text)
+        return std::nullopt;
+    return Redaction::redact(*text);
+}
+
+// What pruning needs of one entry, read once per listing.
+struct Entry {
+    QString path;
+    QDateTime modified; // invalid when the file system gave none
+    qint64 size = 0;
+};
+
+QList<Entry> listFiles(const QString &folder, bool sessionsOnly)
+{
+    QList<Entry> entries;
+    const QFileInfoList infos =
+        QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::NoSort);
+    for (const QFileInfo &info : infos) {
+        if (sessionsOnly && !info.fileName().startsWith(QLatin1String(DiagnosticLog::kSessionPrefix)))
+            continue;
+        entries.append({info.filePath(), info.lastModified(), std::max<qint64>(0, info.size())});
+    }
+    return entries;
 }
 
 } // namespace
 
 DiagnosticLog::DiagnosticLog(Defaults &store, QString folder, QObject *parent)
-    : QObject(parent), defaults(store), directory(folder.isEmpty() ? defaultFolder() : std::move(folder))
+    : QObject(parent), defaults(store), directory(std::move(folder))
 {
     if (enabled())
         output = JSONLWriter::open(directory);
-    prune(directory, QDateTime::currentDateTime());
+    // After the writer, so this run's file takes part; being the newest, it goes last.
+    prune(directory, QDateTime::currentDateTimeUtc());
 }
 
 DiagnosticLog::~DiagnosticLog() = default;
-
-QString DiagnosticLog::defaultFolder()
-{
-    return Paths::applicationSupport() + QStringLiteral("/Diagnostics");
-}
 
 bool DiagnosticLog::enabled() const
 {
@@ -52,16 +69,17 @@ void DiagnosticLog::record(ActionReceipt::Kind kind, const QString &source, std:
         return;
     ActionReceipt receipt;
     receipt.id = QUuid::createUuid();
-    receipt.timestamp = QDateTime::currentDateTime();
+    receipt.timestamp = QDateTime::currentDateTimeUtc();
     receipt.kind = kind;
     receipt.source = Redaction::redact(source);
     receipt.correlationID = correlationID;
     receipt.before = redacted(before);
     receipt.after = redacted(after);
     receipt.errorDescription = redacted(error);
+
     trail.append(receipt);
-    if (trail.size() > maxRows)
-        trail.remove(0, trail.size() - maxRows);
+    if (trail.size() > kMaxRows)
+        trail.remove(0, trail.size() - kMaxRows);
     if (output)
         output->write(receipt);
     emit rowsChanged();
@@ -77,6 +95,7 @@ void DiagnosticLog::setEnabled(bool on)
                QStringLiteral("true"));
         return;
     }
+    // Off means this run leaves nothing behind; earlier runs' files wait for pruning.
     const QString file = sessionFile();
     output.reset();
     trail.clear();
@@ -87,36 +106,30 @@ void DiagnosticLog::setEnabled(bool on)
 
 void DiagnosticLog::prune(const QString &folder, const QDateTime &now)
 {
-    QDir dir(folder);
-    if (!dir.exists())
+    if (!QFileInfo(folder).isDir())
         return;
-    const auto list = [&dir] {
-        return dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::NoSort);
-    };
-    for (const QFileInfo &info : list()) {
-        if (!info.fileName().startsWith(QLatin1String("session-")))
-            continue;
-        const QDateTime modified = info.lastModified();
-        // A file without a date counts as new.
-        if (modified.isValid() && modified.secsTo(now) > maxAgeSeconds)
-            QFile::remove(info.filePath());
+
+    // Age: only session files, so nothing else a user put here is aged out. A file without a date counts as new.
+    for (const Entry &entry : listFiles(folder, true)) {
+        if (entry.modified.isValid() && entry.modified.msecsTo(now) > kMaxAgeSeconds * 1000)
+            QFile::remove(entry.path);
     }
 
-    QFileInfoList remaining = list();
-    std::stable_sort(remaining.begin(), remaining.end(), [](const QFileInfo &a, const QFileInfo &b) {
-        const QDateTime left = a.lastModified();
-        const QDateTime right = b.lastModified();
-        if (!left.isValid() || !right.isValid())
-            return !left.isValid() && right.isValid();
-        return left < right;
+    // Size: everything in the folder counts, the oldest going first; a file without a date is taken as oldest.
+    QList<Entry> remaining = listFiles(folder, false);
+    std::stable_sort(remaining.begin(), remaining.end(), [](const Entry &a, const Entry &b) {
+        if (!a.modified.isValid() || !b.modified.isValid())
+            return !a.modified.isValid() && b.modified.isValid();
+        return a.modified < b.modified;
     });
     qint64 total = 0;
-    for (const QFileInfo &info : remaining)
-        total += std::max<qint64>(0, info.size());
-    for (const QFileInfo &info : remaining) {
-        if (total <= maxTotalBytes)
+    for (const Entry &entry : remaining)
+        total += entry.size;
+    for (const Entry &entry : remaining) {
+        if (total <= kMaxTotalBytes)
             break;
-        QFile::remove(info.filePath());
-        total -= std::max<qint64>(0, info.size());
+        // Counted as gone even when the removal fails, so one stubborn file can't make the loop take everything.
+        QFile::remove(entry.path);
+        total -= entry.size;
     }
 }
