@@ -2,7 +2,8 @@
 
 #include "app/EnumNames.h"
 
-#include <QJsonValue>
+#include <array>
+#include <utility>
 
 namespace {
 
@@ -16,36 +17,9 @@ constexpr EnumNameTable<K, 6> kindNames{{
     {K::errorSwallow, "errorSwallow"},
 }};
 
-// The form Foundation's UUID string has, so files read the same on both systems.
 QString uuidText(const QUuid &id)
 {
     return id.toString(QUuid::WithoutBraces).toUpper();
-}
-
-std::optional<QUuid> uuidFrom(const QJsonValue &value)
-{
-    if (!value.isString())
-        return std::nullopt;
-    const QUuid id = QUuid::fromString(value.toString());
-    if (id.isNull())
-        return std::nullopt;
-    return id;
-}
-
-// A present optional key must hold its type; null and missing both mean absent.
-template <typename T, typename Read>
-bool readOptional(const QJsonObject &object, const char *key, std::optional<T> &field, Read read)
-{
-    const QJsonValue value = object.value(QLatin1String(key));
-    if (value.isUndefined() || value.isNull())
-        return true;
-    field = read(value);
-    return field.has_value();
-}
-
-std::optional<QString> stringFrom(const QJsonValue &value)
-{
-    return value.isString() ? std::optional(value.toString()) : std::nullopt;
 }
 
 } // namespace
@@ -62,12 +36,10 @@ std::optional<ActionReceipt::Kind> ActionReceipt::kindFromString(const QString &
 
 QJsonObject ActionReceipt::toJson() const
 {
-    QJsonObject object{
-        {QStringLiteral("id"), uuidText(id)},
-        {QStringLiteral("timestamp"), timestamp.toUTC().toString(Qt::ISODateWithMs)},
-        {QStringLiteral("kind"), toString(kind)},
-        {QStringLiteral("source"), source},
-    };
+    QJsonObject object{{QStringLiteral("id"), uuidText(id)},
+                       {QStringLiteral("timestamp"), timestamp.toUTC().toString(Qt::ISODateWithMs)},
+                       {QStringLiteral("kind"), toString(kind)},
+                       {QStringLiteral("source"), source}};
     if (correlationID)
         object.insert(QStringLiteral("correlationID"), uuidText(*correlationID));
     if (before)
@@ -81,23 +53,25 @@ QJsonObject ActionReceipt::toJson() const
 
 std::optional<ActionReceipt> ActionReceipt::fromJson(const QJsonObject &object)
 {
-    const std::optional<QUuid> id = uuidFrom(object.value(QStringLiteral("id")));
-    const QJsonValue timestampValue = object.value(QStringLiteral("timestamp"));
-    const QDateTime timestamp = QDateTime::fromString(timestampValue.toString(), Qt::ISODateWithMs);
-    const std::optional<Kind> kind = kindFromString(object.value(QStringLiteral("kind")).toString());
-    const QJsonValue source = object.value(QStringLiteral("source"));
-    if (!id || !timestampValue.isString() || !timestamp.isValid() || !kind || !source.isString())
+    const auto kind = kindFromString(object.value(QStringLiteral("kind")).toString());
+    const QDateTime timestamp =
+        QDateTime::fromString(object.value(QStringLiteral("timestamp")).toString(), Qt::ISODateWithMs);
+    const QUuid id = QUuid::fromString(object.value(QStringLiteral("id")).toString());
+    if (!kind || !timestamp.isValid() || id.isNull())
         return std::nullopt;
-
     ActionReceipt receipt;
-    receipt.id = *id;
+    receipt.id = id;
     receipt.timestamp = timestamp;
     receipt.kind = *kind;
-    receipt.source = source.toString();
-    if (!readOptional(object, "correlationID", receipt.correlationID, uuidFrom) ||
-        !readOptional(object, "before", receipt.before, stringFrom) ||
-        !readOptional(object, "after", receipt.after, stringFrom) ||
-        !readOptional(object, "errorDescription", receipt.errorDescription, stringFrom))
-        return std::nullopt;
+    receipt.source = object.value(QStringLiteral("source")).toString();
+    const auto text = [&object](const char *key) -> std::optional<QString> {
+        const QJsonValue value = object.value(QLatin1String(key));
+        return value.isString() ? std::optional(value.toString()) : std::nullopt;
+    };
+    if (const auto correlation = text("correlationID"))
+        receipt.correlationID = QUuid::fromString(*correlation);
+    receipt.before = text("before");
+    receipt.after = text("after");
+    receipt.errorDescription = text("errorDescription");
     return receipt;
 }

@@ -2,6 +2,7 @@
 
 #include "app/Defaults.h"
 #include "app/diagnostics/Redaction.h"
+#include "platform/Paths.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,43 +14,25 @@ namespace {
 
 std::optional<QString> redacted(const std::optional<QString> &text)
 {
-    if (!text)
-        return std::nullopt;
-    return Redaction::redact(*text);
-}
-
-// What pruning needs of one entry, read once per listing.
-struct Entry {
-    QString path;
-    QDateTime modified; // invalid when the file system gave none
-    qint64 size = 0;
-};
-
-QList<Entry> listFiles(const QString &folder, bool sessionsOnly)
-{
-    QList<Entry> entries;
-    const QFileInfoList infos =
-        QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::NoSort);
-    for (const QFileInfo &info : infos) {
-        if (sessionsOnly && !info.fileName().startsWith(QLatin1String(DiagnosticLog::kSessionPrefix)))
-            continue;
-        entries.append({info.filePath(), info.lastModified(), std::max<qint64>(0, info.size())});
-    }
-    return entries;
+    return text ? std::optional(Redaction::redact(*text)) : std::nullopt;
 }
 
 } // namespace
 
 DiagnosticLog::DiagnosticLog(Defaults &store, QString folder, QObject *parent)
-    : QObject(parent), defaults(store), directory(std::move(folder))
+    : QObject(parent), defaults(store), directory(folder.isEmpty() ? defaultFolder() : std::move(folder))
 {
     if (enabled())
         output = JSONLWriter::open(directory);
-    // After the writer, so this run's file takes part; being the newest, it goes last.
-    prune(directory, QDateTime::currentDateTimeUtc());
+    prune(directory, QDateTime::currentDateTime());
 }
 
 DiagnosticLog::~DiagnosticLog() = default;
+
+QString DiagnosticLog::defaultFolder()
+{
+    return Paths::applicationSupport() + QStringLiteral("/Diagnostics");
+}
 
 bool DiagnosticLog::enabled() const
 {
@@ -69,17 +52,16 @@ void DiagnosticLog::record(ActionReceipt::Kind kind, const QString &source, std:
         return;
     ActionReceipt receipt;
     receipt.id = QUuid::createUuid();
-    receipt.timestamp = QDateTime::currentDateTimeUtc();
+    receipt.timestamp = QDateTime::currentDateTime();
     receipt.kind = kind;
     receipt.source = Redaction::redact(source);
     receipt.correlationID = correlationID;
     receipt.before = redacted(before);
     receipt.after = redacted(after);
     receipt.errorDescription = redacted(error);
-
     trail.append(receipt);
-    if (trail.size() > kMaxRows)
-        trail.remove(0, trail.size() - kMaxRows);
+    if (trail.size() > maxRows)
+        trail.remove(0, trail.size() - maxRows);
     if (output)
         output->write(receipt);
     emit rowsChanged();
@@ -95,7 +77,6 @@ void DiagnosticLog::setEnabled(bool on)
                QStringLiteral("true"));
         return;
     }
-    // Off means this run leaves nothing behind; earlier runs' files wait for pruning.
     const QString file = sessionFile();
     output.reset();
     trail.clear();
@@ -106,30 +87,36 @@ void DiagnosticLog::setEnabled(bool on)
 
 void DiagnosticLog::prune(const QString &folder, const QDateTime &now)
 {
-    if (!QFileInfo(folder).isDir())
+    QDir dir(folder);
+    if (!dir.exists())
         return;
-
-    // Age: only session files, so nothing else a user put here is aged out. A file without a date counts as new.
-    for (const Entry &entry : listFiles(folder, true)) {
-        if (entry.modified.isValid() && entry.modified.msecsTo(now) > kMaxAgeSeconds * 1000)
-            QFile::remove(entry.path);
+    const auto list = [&dir] {
+        return dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::NoSort);
+    };
+    for (const QFileInfo &info : list()) {
+        if (!info.fileName().startsWith(QLatin1String("session-")))
+            continue;
+        const QDateTime modified = info.lastModified();
+        // A file without a date counts as new.
+        if (modified.isValid() && modified.secsTo(now) > maxAgeSeconds)
+            QFile::remove(info.filePath());
     }
 
-    // Size: everything in the folder counts, the oldest going first; a file without a date is taken as oldest.
-    QList<Entry> remaining = listFiles(folder, false);
-    std::stable_sort(remaining.begin(), remaining.end(), [](const Entry &a, const Entry &b) {
-        if (!a.modified.isValid() || !b.modified.isValid())
-            return !a.modified.isValid() && b.modified.isValid();
-        return a.modified < b.modified;
+    QFileInfoList remaining = list();
+    std::stable_sort(remaining.begin(), remaining.end(), [](const QFileInfo &a, const QFileInfo &b) {
+        const QDateTime left = a.lastModified();
+        const QDateTime right = b.lastModified();
+        if (!left.isValid() || !right.isValid())
+            return !left.isValid() && right.isValid();
+        return left < right;
     });
     qint64 total = 0;
-    for (const Entry &entry : remaining)
-        total += entry.size;
-    for (const Entry &entry : remaining) {
-        if (total <= kMaxTotalBytes)
+    for (const QFileInfo &info : remaining)
+        total += std::max<qint64>(0, info.size());
+    for (const QFileInfo &info : remaining) {
+        if (total <= maxTotalBytes)
             break;
-        // Counted as gone even when the removal fails, so one stubborn file can't make the loop take everything.
-        QFile::remove(entry.path);
-        total -= entry.size;
+        QFile::remove(info.filePath());
+        total -= std::max<qint64>(0, info.size());
     }
 }

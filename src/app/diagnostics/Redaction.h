@@ -2,9 +2,8 @@
 
 #include <QString>
 
-// Takes account names out of texts before they are kept in the audit trail:
-// every home folder, "/Users/{name}/", "/home/{name}/" and the real home folder
-// wherever it lies, becomes "~/".
+// Takes the account name out of paths before they are kept: every home folder
+// ("/Users/{name}/", "/home/{name}/" and the real home folder) becomes "~/".
 namespace Redaction {
 QString redact(const QString &text);
 }
