@@ -122,6 +122,11 @@ public:
     void refreshStatuses();
     void runHealthCheck();
     void runWorkflow(const QString &id, const QStringList &paths);
+    // The category library's file flows: each asks through the interaction and
+    // ends in a banner and a receipt.
+    void exportCategoriesToDisk();
+    void importCategoriesFromDisk();
+    void resetCategoriesConfirmed();
 
 signals:
     void selectionChanged();
