@@ -19,6 +19,9 @@ const char *const usage = R"(Usage:
   vantrel open --workflow ID -- PATH…       run a Quick Action on the given files
   vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--yes] [--dest DIR] [--json]
                                             run a workflow without a window and print the result
+  vantrel categories export FILE            save the category library to FILE
+  vantrel categories import FILE [--answers FILE] [--yes]
+                                            merge or replace the library from FILE
   vantrel register-desktop                  register the vantrel:// handler and the pack file type
 )";
 
@@ -68,6 +71,12 @@ int main(int argc, char **argv)
         QTextStream out(stdout);
         QTextStream err(stderr);
         return HeadlessRun::run(rest, out, err);
+    }
+    if (command == QLatin1String("categories")) {
+        QCoreApplication app(argc, argv);
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return HeadlessRun::categories(rest, out, err);
     }
     if (command == QLatin1String("register-desktop")) {
         QCoreApplication app(argc, argv);

@@ -32,6 +32,36 @@ bool hasScheme(const QString &target)
     return scheme.match(target).hasMatch();
 }
 
+// Reads the answers file into `interaction`; false with a message on `err` when it can't.
+bool loadAnswers(const QString &path, ScriptedInteraction &interaction, QTextStream &err)
+{
+    if (path.isEmpty())
+        return true;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        err << QStringLiteral("Couldn't read the answers file %1: %2").arg(path, file.errorString()) << Qt::endl;
+        return false;
+    }
+    QString error;
+    const auto answers = ScriptedInteraction::parseAnswers(file.readAll(), &error);
+    if (!answers) {
+        err << error << Qt::endl;
+        return false;
+    }
+    for (const auto &answer : *answers)
+        interaction.addAnswer(answer.match, answer.answer);
+    return true;
+}
+
+QJsonValue bannerJson(const AppState &state)
+{
+    const auto &banner = state.packBanner();
+    if (!banner)
+        return QJsonValue::Null;
+    return QJsonObject{{QStringLiteral("tone"), AppState::PackBanner::toString(banner->tone)},
+                       {QStringLiteral("message"), banner->message}};
+}
+
 } // namespace
 
 std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &arguments, QString *error)
@@ -89,12 +119,7 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
 {
     QJsonObject result;
     result.insert(QStringLiteral("outcome"), outcomeObject(outcome));
-    if (const auto &banner = state.packBanner())
-        result.insert(QStringLiteral("banner"),
-                      QJsonObject{{QStringLiteral("tone"), AppState::PackBanner::toString(banner->tone)},
-                                  {QStringLiteral("message"), banner->message}});
-    else
-        result.insert(QStringLiteral("banner"), QJsonValue::Null);
+    result.insert(QStringLiteral("banner"), bannerJson(state));
     if (const auto selection = state.selection())
         result.insert(QStringLiteral("selection"), AppState::toString(*selection));
     else
@@ -135,20 +160,8 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     }
 
     ScriptedInteraction interaction;
-    if (!options->answersFile.isEmpty()) {
-        QFile file(options->answersFile);
-        if (!file.open(QIODevice::ReadOnly)) {
-            err << QStringLiteral("Couldn't read the answers file %1: %2").arg(options->answersFile, file.errorString())
-                << Qt::endl;
-            return 2;
-        }
-        const auto answers = ScriptedInteraction::parseAnswers(file.readAll(), &error);
-        if (!answers) {
-            err << error << Qt::endl;
-            return 2;
-        }
-        interaction = ScriptedInteraction(*answers);
-    }
+    if (!loadAnswers(options->answersFile, interaction, err))
+        return 2;
     interaction.setDestination(options->destination);
     interaction.setAssumeYes(options->assumeYes);
 
@@ -167,4 +180,58 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         return 2;
     const auto &banner = state.packBanner();
     return banner && banner->tone == AppState::PackBanner::Tone::failure ? 1 : 0;
+}
+
+int HeadlessRun::categories(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    const QString usage =
+        QStringLiteral("Usage: vantrel categories (export|import) FILE [--answers FILE] [--yes] [--json]");
+    const QString action = arguments.value(0);
+    QString file;
+    QString answersFile;
+    bool json = false;
+    bool yes = false;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString &word = arguments[i];
+        if (word == QLatin1String("--json")) {
+            json = true;
+        } else if (word == QLatin1String("--yes")) {
+            yes = true;
+        } else if (word == QLatin1String("--answers") && i + 1 < arguments.size()) {
+            answersFile = arguments[++i];
+        } else if (file.isEmpty() && !word.startsWith(QLatin1String("--"))) {
+            file = QFileInfo(word).absoluteFilePath();
+        } else {
+            err << usage << Qt::endl;
+            return 2;
+        }
+    }
+    if ((action != QLatin1String("export") && action != QLatin1String("import")) || file.isEmpty()) {
+        err << usage << Qt::endl;
+        return 2;
+    }
+
+    ScriptedInteraction interaction;
+    if (!loadAnswers(answersFile, interaction, err))
+        return 2;
+    interaction.setAssumeYes(yes);
+    // The file named on the command line answers the flow's own panel.
+    interaction.addAnswer(action == QLatin1String("export") ? QStringLiteral("Export Categories")
+                                                            : QStringLiteral("Import Categories"),
+                          file);
+    Defaults defaults(Paths::defaultsFile());
+    AppState state(defaults, interaction);
+    if (action == QLatin1String("export"))
+        state.exportCategoriesToDisk();
+    else
+        state.importCategoriesFromDisk();
+
+    const auto &banner = state.packBanner();
+    if (json)
+        out << QJsonDocument(QJsonObject{{QStringLiteral("banner"), bannerJson(state)}})
+                   .toJson(QJsonDocument::Indented);
+    else
+        out << (banner ? banner->message : QStringLiteral("Cancelled.")) << Qt::endl;
+    out.flush();
+    return banner && banner->tone == AppState::PackBanner::Tone::success ? 0 : 1;
 }

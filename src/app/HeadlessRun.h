@@ -37,4 +37,8 @@ QString resultText(const WorkflowRunner::Outcome &outcome, const AppState &state
 // Runs and prints. Exit status: 0 ran, 1 ran but ended on a failure banner, 2 refused or bad usage.
 int run(const QStringList &arguments, QTextStream &out, QTextStream &err);
 
+// `vantrel categories (export|import) FILE [--answers FILE] [--yes] [--json]`: the
+// library's export and import through the same flows and texts as the window.
+int categories(const QStringList &arguments, QTextStream &out, QTextStream &err);
+
 } // namespace HeadlessRun

@@ -2,6 +2,7 @@
 
 #include "TestEnvironment.h"
 
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -91,4 +92,32 @@ TEST(HeadlessRun, PrintsRefusalsAndTheirBanner)
         vantrel({"run", "tag-audit", "--answers", env.makeFile(QStringLiteral("a.json"), "{}")});
     EXPECT_EQ(badAnswers.exitCode, 2);
     EXPECT_TRUE(badAnswers.err.contains(QStringLiteral("answers file")));
+}
+
+TEST(HeadlessRun, CategoriesExportAndImportThroughTheSameFlows)
+{
+    TestEnvironment env;
+    const QString file = env.path(QStringLiteral("library"));
+    const ProcessRun exported = vantrel({"categories", "export", file});
+    EXPECT_EQ(exported.exitCode, 0);
+    EXPECT_EQ(
+        exported.out.trimmed(),
+        QStringLiteral("Exported 4 categories to %1/library.vantrelcategories.").arg(QFileInfo(env.home()).fileName()));
+
+    // Unanswered, the Merge/Replace question is cancelled.
+    const ProcessRun cancelled = vantrel({"categories", "import", file + QStringLiteral(".vantrelcategories")});
+    EXPECT_EQ(cancelled.exitCode, 1);
+    EXPECT_EQ(cancelled.out.trimmed(), QStringLiteral("Cancelled."));
+
+    const ProcessRun merged =
+        vantrel({"categories", "import", file + QStringLiteral(".vantrelcategories"), "--yes", "--json"});
+    EXPECT_EQ(merged.exitCode, 0);
+    EXPECT_EQ(merged.json.value(QStringLiteral("banner")).toObject().value(QStringLiteral("message")).toString(),
+              QStringLiteral("Merged 0 categories, 4 skipped (already exists)."));
+
+    const ProcessRun refused =
+        vantrel({"categories", "import", env.makeFile(QStringLiteral("x.vantrelcategories"), "{\"formatVersion\": 1")});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.out.startsWith(QStringLiteral("That doesn't look like a Vantrel categories file (")));
+    EXPECT_EQ(vantrel({"categories", "frobnicate", file}).exitCode, 2);
 }
