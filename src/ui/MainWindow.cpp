@@ -2,6 +2,7 @@
 #include "ui/Typography.h"
 
 #include "ui/BannerView.h"
+#include "ui/CategoriesPage.h"
 #include "ui/DashboardPage.h"
 #include "ui/QuickActionsPage.h"
 #include "ui/ScanProgressCard.h"
@@ -95,8 +96,7 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
 
     screens->addWidget(new DashboardPage(appState, screens));
     screens->addWidget(new QuickActionsPage(appState, screens));
-    screens->addWidget(comingScreen(QStringLiteral("Categories"),
-                                    QStringLiteral("Saved category groups and their keywords."), screens));
+    screens->addWidget(new CategoriesPage(appState, screens));
     screens->addWidget(comingScreen(QStringLiteral("Automation Packs"),
                                     QStringLiteral("Signed packs that add Quick Actions and categories."), screens));
     screens->addWidget(comingScreen(QStringLiteral("Transfer Profiles"),
