@@ -45,6 +45,13 @@ const QHash<QString, Mapping> &table()
         {QStringLiteral("plus.app.fill"), {"list-add", QStyle::SP_FileDialogNewFolder}},
         {QStringLiteral("wand.and.stars"), {"tools-wizard", QStyle::SP_CommandLink}},
         {QStringLiteral("xmark"), {"window-close", QStyle::SP_TitleBarCloseButton}},
+        {QStringLiteral("folder.fill"), {"folder", QStyle::SP_DirIcon}},
+        {QStringLiteral("person.2.fill"), {"system-users", QStyle::SP_DirHomeIcon}},
+        {QStringLiteral("checkmark.circle.fill"), {"emblem-default", QStyle::SP_DialogApplyButton}},
+        {QStringLiteral("photo.fill"), {"image-x-generic", QStyle::SP_FileIcon}},
+        {QStringLiteral("doc.fill"), {"text-x-generic", QStyle::SP_FileIcon}},
+        {QStringLiteral("books.vertical.fill"), {"accessories-dictionary", QStyle::SP_FileDialogDetailedView}},
+        {QStringLiteral("tray.full.fill"), {"mail-inbox", QStyle::SP_DriveHDIcon}},
     };
     return mappings;
 }
