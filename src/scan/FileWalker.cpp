@@ -3,95 +3,254 @@
 #include "platform/Packages.h"
 
 #include <QFile>
+#include <QStringDecoder>
+
+#include <cstring>
+#include <limits>
+#include <vector>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+// The walk is the inner loop of every scan, on folders of hundreds of thousands of files, so it works on
+// the system calls directly: each folder is opened relative to its parent's descriptor and read with
+// readdir, whose entry type spares a stat for links, hidden names and plain folders; the one stat a file
+// needs is fstatat relative to its folder, so the kernel never resolves the full path again. A path is
+// built as a QString once, straight from the entry's bytes.
+
 namespace {
+
+using FileWalker::WalkedFile;
 
 std::optional<QDateTime> modificationDate(const struct stat &info)
 {
-    const qint64 ms = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
+    // tv_nsec is never negative, so this also rounds dates before 1970 down to the millisecond.
+    const qint64 ms = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1'000'000;
     return QDateTime::fromMSecsSinceEpoch(ms, Qt::UTC);
 }
 
-FileWalker::WalkedFile fileOf(const QString &path, const struct stat &info)
+// A folder's path with exactly one "/" at its end, so that "/" itself doesn't give "//name".
+QString folderPrefix(const QString &path)
 {
-    return {path, quint64(info.st_size), modificationDate(info)};
+    return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
 }
 
-// Walks the folder open at `dirFd` (taking ownership), whose path is `path`.
-// Stats are relative to the folder's descriptor, so the kernel never resolves
-// the full path again for each entry.
-void walkFolder(int dirFd, const QString &path, QList<FileWalker::WalkedFile> &out, const std::stop_token &stop)
+// The last component of a path, ignoring "/" at its end.
+QStringView lastComponent(QStringView path)
 {
-    DIR *dir = ::fdopendir(dirFd);
+    while (path.size() > 1 && path.endsWith(QLatin1Char('/')))
+        path.chop(1);
+    return path.sliced(path.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+class Walk {
+public:
+    Walk(const std::stop_token &stop, qsizetype limit) : stop(stop), limit(limit) {}
+
+    QList<WalkedFile> files;
+
+    void selected(const QString &url);
+
+private:
+    // Each open folder holds a descriptor until its tree is done. A folder nested deeper than this is read
+    // whole and closed before its subfolders are entered, so no depth of nesting runs out of descriptors.
+    static constexpr int heldDepth = 64;
+
+    struct Entry {
+        QString path;
+        unsigned char type = DT_UNKNOWN;
+        bool package = false;
+        bool statted = false;
+        struct stat info {};
+    };
+
+    bool done() const { return files.size() >= limit || stop.stop_requested(); }
+    QString childPath(const QString &prefix, const char *name);
+    // Stats an entry that needs it, and says whether it adds to the walk at all.
+    bool classify(int dirFd, const char *name, Entry &entry);
+    // Adds a file or a package.
+    void add(Entry &entry);
+    void folder(int fd, const QString &path, int depth);
+    void deepFolder(int fd, const QString &path, int depth);
+    void descend(int parentFd, const char *name, const QString &path, int depth);
+
+    const std::stop_token &stop;
+    const qsizetype limit;
+    // Stateless: a name cut off in the middle of a character must not spill into the next one.
+    QStringDecoder utf8{QStringDecoder::Utf8, QStringDecoder::Flag::Stateless};
+};
+
+QString Walk::childPath(const QString &prefix, const char *name)
+{
+    // One allocation: the prefix is copied and the name decoded straight behind it. Names are UTF-8 on
+    // Linux, as QFile::decodeName takes them.
+    const qsizetype length = qsizetype(std::strlen(name));
+    QString path(prefix.size() + length, Qt::Uninitialized);
+    QChar *out = path.data();
+    std::memcpy(out, prefix.constData(), size_t(prefix.size()) * sizeof(QChar));
+    QChar *end = utf8.appendToBuffer(out + prefix.size(), QByteArrayView(name, length));
+    path.truncate(end - out);
+    return path;
+}
+
+bool Walk::classify(int dirFd, const char *name, Entry &entry)
+{
+    entry.statted = false;
+    entry.package = false;
+    switch (entry.type) {
+    case DT_REG:
+        break;
+    case DT_DIR:
+        // A plain folder needs no stat; a package needs its date.
+        entry.package = Packages::isPackageName(lastComponent(entry.path));
+        if (!entry.package)
+            return true;
+        break;
+    case DT_UNKNOWN:
+        // Some file systems don't fill in the type; the stat tells it.
+        break;
+    default:
+        // Symbolic links, pipes, sockets, devices.
+        return false;
+    }
+    if (::fstatat(dirFd, name, &entry.info, AT_SYMLINK_NOFOLLOW) != 0)
+        return entry.package; // gone, or a package whose date can't be read
+    entry.statted = true;
+    if (S_ISREG(entry.info.st_mode)) {
+        entry.type = DT_REG;
+        entry.package = false;
+    } else if (S_ISDIR(entry.info.st_mode)) {
+        entry.type = DT_DIR;
+        entry.package = Packages::isPackageName(lastComponent(entry.path));
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void Walk::add(Entry &entry)
+{
+    if (entry.package)
+        files.append({std::move(entry.path), 0, entry.statted ? modificationDate(entry.info) : std::nullopt});
+    else
+        files.append({std::move(entry.path), quint64(entry.info.st_size), modificationDate(entry.info)});
+}
+
+void Walk::descend(int parentFd, const char *name, const QString &path, int depth)
+{
+    if (done())
+        return;
+    // O_NOFOLLOW: a folder swapped for a link since it was listed is not followed.
+    const int fd = ::openat(parentFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return; // unreadable: passed over
+    if (depth < heldDepth)
+        folder(fd, path, depth);
+    else
+        deepFolder(fd, path, depth);
+}
+
+void Walk::folder(int fd, const QString &path, int depth)
+{
+    DIR *dir = ::fdopendir(fd);
     if (!dir) {
-        ::close(dirFd);
+        ::close(fd);
         return;
     }
-    const QString prefix = path + QLatin1Char('/');
-    while (const dirent *entry = ::readdir(dir)) {
-        const char *name = entry->d_name;
-        if (name[0] == '.') // hidden, and also "." and ".."
+    const QString prefix = folderPrefix(path);
+    Entry entry;
+    while (const dirent *item = ::readdir(dir)) {
+        if (done())
+            break;
+        // Hidden names, "." and ".." all begin with a dot.
+        if (item->d_name[0] == '.')
             continue;
-        const unsigned char type = entry->d_type;
-        if (type == DT_LNK)
+        entry.type = item->d_type;
+        if (entry.type != DT_REG && entry.type != DT_DIR && entry.type != DT_UNKNOWN)
             continue;
-        if (type != DT_REG && type != DT_DIR && type != DT_UNKNOWN)
+        entry.path = childPath(prefix, item->d_name);
+        if (!classify(fd, item->d_name, entry))
             continue;
-        const QString nameText = QFile::decodeName(name);
-        struct stat info {};
-        // A folder needs no stat unless it is a package; everything else is asked once, relative
-        // to the folder's descriptor, so the kernel never resolves the full path again.
-        const bool needsStat = type != DT_DIR || Packages::isPackageName(nameText);
-        if (needsStat && ::fstatat(dirFd, name, &info, AT_SYMLINK_NOFOLLOW) != 0)
-            continue;
-        const bool isDirectory = needsStat ? S_ISDIR(info.st_mode) : true;
-        if (needsStat && S_ISREG(info.st_mode)) {
-            out.append(fileOf(prefix + nameText, info));
-        } else if (isDirectory) {
-            if (Packages::isPackageName(nameText)) {
-                out.append({prefix + nameText, 0, modificationDate(info)});
-                continue;
-            }
-            if (stop.stop_requested())
-                break;
-            const int childFd = ::openat(dirFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-            if (childFd >= 0)
-                walkFolder(childFd, prefix + nameText, out, stop);
-        }
+        if (entry.type == DT_DIR && !entry.package)
+            descend(fd, item->d_name, entry.path, depth + 1);
+        else
+            add(entry);
     }
     ::closedir(dir);
 }
 
+void Walk::deepFolder(int fd, const QString &path, int depth)
+{
+    // Read and classify every entry while the folder is open, then close it and go down by full path.
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return;
+    }
+    const QString prefix = folderPrefix(path);
+    std::vector<Entry> entries;
+    while (const dirent *item = ::readdir(dir)) {
+        if (item->d_name[0] == '.')
+            continue;
+        Entry entry;
+        entry.type = item->d_type;
+        if (entry.type != DT_REG && entry.type != DT_DIR && entry.type != DT_UNKNOWN)
+            continue;
+        entry.path = childPath(prefix, item->d_name);
+        if (classify(fd, item->d_name, entry))
+            entries.push_back(std::move(entry));
+    }
+    ::closedir(dir);
+    for (Entry &entry : entries) {
+        if (done())
+            break;
+        if (entry.type == DT_DIR && !entry.package)
+            descend(AT_FDCWD, QFile::encodeName(entry.path).constData(), entry.path, depth + 1);
+        else
+            add(entry);
+    }
+}
+
+void Walk::selected(const QString &url)
+{
+    if (done())
+        return;
+    const QByteArray encoded = QFile::encodeName(url);
+    struct stat info {};
+    // stat follows links: a selected link is judged, and walked, as what it points at.
+    if (::stat(encoded.constData(), &info) != 0)
+        return;
+    if (!S_ISDIR(info.st_mode)) {
+        files.append({url, quint64(info.st_size), modificationDate(info)});
+        return;
+    }
+    if (Packages::isPackageName(lastComponent(url))) {
+        files.append({url, 0, modificationDate(info)});
+        return;
+    }
+    const int fd = ::open(encoded.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0)
+        folder(fd, url, 0);
+}
+
 } // namespace
 
-QList<FileWalker::WalkedFile> FileWalker::walk(const QStringList &urls, std::stop_token stop)
+QList<WalkedFile> FileWalker::walk(const QStringList &urls, std::stop_token stop)
 {
-    QList<WalkedFile> files;
-    for (const QString &url : urls) {
-        if (stop.stop_requested())
-            break;
-        const QByteArray encoded = QFile::encodeName(url);
-        struct stat info {};
-        // The existence test follows links, so a selected link stands for what it points at.
-        if (::stat(encoded.constData(), &info) != 0)
-            continue;
-        if (!S_ISDIR(info.st_mode)) {
-            files.append(fileOf(url, info));
-            continue;
-        }
-        const qsizetype slash = url.lastIndexOf(QLatin1Char('/'));
-        if (Packages::isPackageName(QStringView(url).mid(slash + 1))) {
-            files.append({url, 0, modificationDate(info)});
-            continue;
-        }
-        const int fd = ::open(encoded.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (fd >= 0)
-            walkFolder(fd, url.endsWith(QLatin1Char('/')) && url.size() > 1 ? url.chopped(1) : url, files, stop);
-    }
-    return files;
+    Walk walk(stop, std::numeric_limits<qsizetype>::max());
+    for (const QString &url : urls)
+        walk.selected(url);
+    return std::move(walk.files);
+}
+
+std::optional<WalkedFile> FileWalker::firstFile(const QString &url)
+{
+    const std::stop_token never;
+    Walk walk(never, 1);
+    walk.selected(url);
+    if (walk.files.isEmpty())
+        return std::nullopt;
+    return walk.files.first();
 }

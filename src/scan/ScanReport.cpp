@@ -2,37 +2,37 @@
 
 #include <QJsonArray>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
 namespace {
 
-using K = ScanReport::Kind;
+using Kind = ScanReport::Kind;
+
 struct KindRow {
-    K kind;
-    const char *name;
+    Kind kind;
+    const char *raw;
     const char *symbol;
 };
-constexpr std::array<KindRow, 10> kinds{{
-    {K::duplicates, "duplicates", "doc.on.doc.fill"},
-    {K::stale, "stale", "calendar.badge.clock"},
-    {K::large, "large", "scalemass"},
-    {K::tidy, "tidy", "tray.2.fill"},
-    {K::metadataExport, "metadataExport", "square.and.arrow.up.on.square.fill"},
-    {K::metadataRestore, "metadataRestore", "square.and.arrow.down.on.square.fill"},
-    {K::tagAudit, "tagAudit", "tag.circle.fill"},
-    {K::transferCopy, "transferCopy", "arrow.up.forward.app.fill"},
-    {K::transferMove, "transferMove", "arrow.up.forward.app.fill"},
-    {K::projectSnapshot, "projectSnapshot", "shippingbox.and.arrow.backward.fill"},
+
+// One row per kind: its raw value and the symbol of the results window. Both transfer kinds share one.
+constexpr std::array<KindRow, 10> kindTable{{
+    {Kind::duplicates, "duplicates", "doc.on.doc.fill"},
+    {Kind::stale, "stale", "calendar.badge.clock"},
+    {Kind::large, "large", "scalemass"},
+    {Kind::tidy, "tidy", "tray.2.fill"},
+    {Kind::metadataExport, "metadataExport", "square.and.arrow.up.on.square.fill"},
+    {Kind::metadataRestore, "metadataRestore", "square.and.arrow.down.on.square.fill"},
+    {Kind::tagAudit, "tagAudit", "tag.circle.fill"},
+    {Kind::transferCopy, "transferCopy", "arrow.up.forward.app.fill"},
+    {Kind::transferMove, "transferMove", "arrow.up.forward.app.fill"},
+    {Kind::projectSnapshot, "projectSnapshot", "shippingbox.and.arrow.backward.fill"},
 }};
 
-const KindRow &rowOf(K kind)
+const KindRow &rowOf(Kind kind)
 {
-    for (const KindRow &row : kinds) {
-        if (row.kind == kind)
-            return row;
-    }
-    return kinds.front();
+    return *std::find_if(kindTable.begin(), kindTable.end(), [kind](const KindRow &row) { return row.kind == kind; });
 }
 
 QString uuidText(const QUuid &id)
@@ -40,32 +40,67 @@ QString uuidText(const QUuid &id)
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
-QJsonValue dateValue(const std::optional<QDateTime> &date)
+QUuid uuidFrom(const QJsonValue &value)
 {
-    return date ? QJsonValue(date->toUTC().toString(Qt::ISODateWithMs)) : QJsonValue();
+    return QUuid::fromString(value.toString());
+}
+
+QJsonValue dateValue(const QDateTime &date)
+{
+    return date.isValid() ? QJsonValue(date.toUTC().toString(Qt::ISODateWithMs)) : QJsonValue();
 }
 
 std::optional<QDateTime> dateFrom(const QJsonValue &value)
 {
     if (!value.isString())
         return std::nullopt;
-    QDateTime date = QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
-    return date.isValid() ? std::optional(date) : std::nullopt;
+    const QDateTime date = QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
+    if (!date.isValid())
+        return std::nullopt;
+    return date;
 }
 
-template <typename T> QJsonValue optionalArray(const std::optional<QList<T>> &list, QJsonObject (*encode)(const T &))
+QJsonValue textOrNull(const std::optional<QString> &text)
 {
-    if (!list)
-        return QJsonValue();
-    QJsonArray array;
-    for (const T &element : *list)
-        array.append(encode(element));
-    return array;
+    return text ? QJsonValue(*text) : QJsonValue();
+}
+
+QJsonObject itemJson(const ScanItem &item)
+{
+    return {
+        {QStringLiteral("id"), uuidText(item.id)},
+        {QStringLiteral("url"), item.url},
+        // An integer, not a double, so that sizes past 2^53 bytes keep every digit.
+        {QStringLiteral("size"), qint64(item.size)},
+        {QStringLiteral("modificationDate"), item.modificationDate ? dateValue(*item.modificationDate) : QJsonValue()},
+        {QStringLiteral("badge"), textOrNull(item.badge)},
+        {QStringLiteral("groupID"), item.groupID ? QJsonValue(uuidText(*item.groupID)) : QJsonValue()}};
+}
+
+ScanItem itemFrom(const QJsonObject &object)
+{
+    ScanItem item;
+    item.id = uuidFrom(object.value(QStringLiteral("id")));
+    item.url = object.value(QStringLiteral("url")).toString();
+    item.size = quint64(std::max<qint64>(0, object.value(QStringLiteral("size")).toInteger()));
+    item.modificationDate = dateFrom(object.value(QStringLiteral("modificationDate")));
+    const QJsonValue badge = object.value(QStringLiteral("badge"));
+    if (badge.isString())
+        item.badge = badge.toString();
+    const QJsonValue group = object.value(QStringLiteral("groupID"));
+    if (group.isString())
+        item.groupID = uuidFrom(group);
+    return item;
 }
 
 QJsonObject groupJson(const ScanGroup &group)
 {
     return {{QStringLiteral("id"), uuidText(group.id)}, {QStringLiteral("label"), group.label}};
+}
+
+ScanGroup groupFrom(const QJsonObject &object)
+{
+    return {uuidFrom(object.value(QStringLiteral("id"))), object.value(QStringLiteral("label")).toString()};
 }
 
 QJsonObject moveJson(const PlannedMove &move)
@@ -76,27 +111,55 @@ QJsonObject moveJson(const PlannedMove &move)
             {QStringLiteral("reason"), move.reason}};
 }
 
-QJsonObject itemJson(const ScanItem &item)
+PlannedMove moveFrom(const QJsonObject &object)
 {
-    return {{QStringLiteral("id"), uuidText(item.id)},
-            {QStringLiteral("url"), item.url},
-            {QStringLiteral("size"), double(item.size)},
-            {QStringLiteral("modificationDate"), dateValue(item.modificationDate)},
-            {QStringLiteral("badge"), item.badge ? QJsonValue(*item.badge) : QJsonValue()},
-            {QStringLiteral("groupID"), item.groupID ? QJsonValue(uuidText(*item.groupID)) : QJsonValue()}};
+    return {uuidFrom(object.value(QStringLiteral("id"))), object.value(QStringLiteral("source")).toString(),
+            object.value(QStringLiteral("destination")).toString(), object.value(QStringLiteral("reason")).toString()};
+}
+
+template <typename T> QJsonValue arrayOrNull(const std::optional<QList<T>> &list, QJsonObject (*encode)(const T &))
+{
+    if (!list)
+        return QJsonValue();
+    QJsonArray array;
+    for (const T &element : *list)
+        array.append(encode(element));
+    return array;
+}
+
+// The elements of an array of objects; nothing when the value isn't one.
+template <typename T> std::optional<QList<T>> listFrom(const QJsonValue &value, T (*decode)(const QJsonObject &))
+{
+    if (!value.isArray())
+        return std::nullopt;
+    QList<T> list;
+    for (const QJsonValue element : value.toArray()) {
+        if (!element.isObject())
+            return std::nullopt;
+        list.append(decode(element.toObject()));
+    }
+    return list;
+}
+
+QList<ScanThresholds::Preset> presets(std::initializer_list<int> values, QString (*label)(int))
+{
+    QList<ScanThresholds::Preset> list;
+    for (int value : values)
+        list.append({value, label(value)});
+    return list;
 }
 
 } // namespace
 
 QString ScanReport::toString(Kind kind)
 {
-    return QString::fromLatin1(rowOf(kind).name);
+    return QString::fromLatin1(rowOf(kind).raw);
 }
 
 std::optional<ScanReport::Kind> ScanReport::kindFromString(const QString &raw)
 {
-    for (const KindRow &row : kinds) {
-        if (raw == QLatin1String(row.name))
+    for (const KindRow &row : kindTable) {
+        if (raw == QLatin1String(row.raw))
             return row.kind;
     }
     return std::nullopt;
@@ -127,54 +190,28 @@ QJsonObject ScanReport::toJson() const
             {QStringLiteral("generatedAt"), dateValue(generatedAt)},
             {QStringLiteral("kind"), toString(kind)},
             {QStringLiteral("items"), itemArray},
-            {QStringLiteral("groups"), optionalArray(groups, &groupJson)},
-            {QStringLiteral("plannedMoves"), optionalArray(plannedMoves, &moveJson)}};
+            {QStringLiteral("groups"), arrayOrNull(groups, &groupJson)},
+            {QStringLiteral("plannedMoves"), arrayOrNull(plannedMoves, &moveJson)}};
 }
 
 std::optional<ScanReport> ScanReport::fromJson(const QJsonObject &object)
 {
-    const auto kind = kindFromString(object.value(QStringLiteral("kind")).toString());
-    const auto generated = dateFrom(object.value(QStringLiteral("generatedAt")));
-    if (!kind || !generated || !object.value(QStringLiteral("items")).isArray())
+    const std::optional<Kind> kind = kindFromString(object.value(QStringLiteral("kind")).toString());
+    const std::optional<QDateTime> generatedAt = dateFrom(object.value(QStringLiteral("generatedAt")));
+    std::optional<QList<ScanItem>> items = listFrom(object.value(QStringLiteral("items")), &itemFrom);
+    if (!kind || !generatedAt || !items)
         return std::nullopt;
     ScanReport report;
-    report.id = QUuid::fromString(object.value(QStringLiteral("id")).toString());
+    report.id = uuidFrom(object.value(QStringLiteral("id")));
     report.workflowID = object.value(QStringLiteral("workflowID")).toString();
     report.title = object.value(QStringLiteral("title")).toString();
     report.summary = object.value(QStringLiteral("summary")).toString();
-    report.generatedAt = *generated;
+    report.generatedAt = *generatedAt;
     report.kind = *kind;
-    for (const auto &value : object.value(QStringLiteral("items")).toArray()) {
-        const QJsonObject item = value.toObject();
-        ScanItem row;
-        row.id = QUuid::fromString(item.value(QStringLiteral("id")).toString());
-        row.url = item.value(QStringLiteral("url")).toString();
-        row.size = quint64(item.value(QStringLiteral("size")).toDouble());
-        row.modificationDate = dateFrom(item.value(QStringLiteral("modificationDate")));
-        if (item.value(QStringLiteral("badge")).isString())
-            row.badge = item.value(QStringLiteral("badge")).toString();
-        if (item.value(QStringLiteral("groupID")).isString())
-            row.groupID = QUuid::fromString(item.value(QStringLiteral("groupID")).toString());
-        report.items.append(row);
-    }
-    if (object.value(QStringLiteral("groups")).isArray()) {
-        report.groups.emplace();
-        for (const auto &value : object.value(QStringLiteral("groups")).toArray()) {
-            const QJsonObject group = value.toObject();
-            report.groups->append({QUuid::fromString(group.value(QStringLiteral("id")).toString()),
-                                   group.value(QStringLiteral("label")).toString()});
-        }
-    }
-    if (object.value(QStringLiteral("plannedMoves")).isArray()) {
-        report.plannedMoves.emplace();
-        for (const auto &value : object.value(QStringLiteral("plannedMoves")).toArray()) {
-            const QJsonObject move = value.toObject();
-            report.plannedMoves->append({QUuid::fromString(move.value(QStringLiteral("id")).toString()),
-                                         move.value(QStringLiteral("source")).toString(),
-                                         move.value(QStringLiteral("destination")).toString(),
-                                         move.value(QStringLiteral("reason")).toString()});
-        }
-    }
+    report.items = std::move(*items);
+    // null (or anything that isn't a list of objects) reads as absent.
+    report.groups = listFrom(object.value(QStringLiteral("groups")), &groupFrom);
+    report.plannedMoves = listFrom(object.value(QStringLiteral("plannedMoves")), &moveFrom);
     return report;
 }
 
@@ -195,36 +232,41 @@ ScanItem ScanReport::itemFor(const QString &url, std::optional<QString> badge)
     item.id = QUuid::createUuid();
     item.url = url;
     item.badge = std::move(badge);
-    const QList<FileWalker::WalkedFile> walked = FileWalker::walk({url});
-    if (!walked.isEmpty()) {
-        item.size = walked.first().size;
-        item.modificationDate = walked.first().modificationDate;
+    if (const std::optional<FileWalker::WalkedFile> first = FileWalker::firstFile(url)) {
+        item.size = first->size;
+        item.modificationDate = first->modificationDate;
     }
     return item;
 }
 
 QList<ScanThresholds::Preset> ScanThresholds::stalePresets()
 {
-    QList<Preset> presets;
-    for (int days : {30, 90, 180, 365, 730})
-        presets.append(
-            {days, days >= 365 ? QStringLiteral("%1 yr").arg(days / 365) : QStringLiteral("%1 d").arg(days)});
-    return presets;
+    return presets({30, 90, 180, 365, 730}, [](int days) {
+        return days >= 365 ? QStringLiteral("%1 yr").arg(days / 365) : QStringLiteral("%1 d").arg(days);
+    });
 }
 
 QList<ScanThresholds::Preset> ScanThresholds::largePresets()
 {
-    QList<Preset> presets;
-    for (int megabytes : {10, 50, 100, 500, 1024})
-        presets.append({megabytes, megabytes >= 1024 ? QStringLiteral("%1 GB").arg(megabytes / 1024)
-                                                     : QStringLiteral("%1 MB").arg(megabytes)});
-    return presets;
+    return presets({10, 50, 100, 500, 1024}, [](int megabytes) {
+        return megabytes >= 1024 ? QStringLiteral("%1 GB").arg(megabytes / 1024)
+                                 : QStringLiteral("%1 MB").arg(megabytes);
+    });
 }
 
 QList<ScanThresholds::Preset> ScanThresholds::tidyPresets()
 {
-    QList<Preset> presets;
-    for (int days : {7, 14, 30, 90})
-        presets.append({days, QStringLiteral("%1 d").arg(days)});
-    return presets;
+    return presets({7, 14, 30, 90}, [](int days) { return QStringLiteral("%1 d").arg(days); });
+}
+
+int ScanThresholds::atLaunch(int stored, int floor)
+{
+    return std::max(stored, floor);
+}
+
+ProgressThrottle::ProgressThrottle(int total) : total(total), every(total < 60 ? 1 : total / 60) {}
+
+bool ProgressThrottle::shouldPublish(int index) const
+{
+    return index % every == 0 || index == total - 1;
 }

@@ -16,8 +16,8 @@ struct ScanItem {
     QString url;
     quint64 size = 0;
     std::optional<QDateTime> modificationDate;
-    std::optional<QString> badge;
-    std::optional<QUuid> groupID;
+    std::optional<QString> badge; // shown on the row ("original", "duplicate", "failed", …)
+    std::optional<QUuid> groupID; // the ScanGroup the row is listed under
     bool operator==(const ScanItem &) const = default;
 };
 
@@ -27,6 +27,7 @@ struct ScanGroup {
     bool operator==(const ScanGroup &) const = default;
 };
 
+// A move that a report proposes and that runs only once the user confirms it.
 struct PlannedMove {
     QUuid id;
     QString source;
@@ -43,16 +44,16 @@ struct ScanProgress {
     bool operator==(const ScanProgress &) const = default;
 };
 
-// The last walk of a threshold scan, so a changed threshold reworks the report
-// without walking again.
+// The last walk of a threshold scan, so that a changed threshold reworks the report without walking again.
 struct ScanCache {
     QString workflowID;
     QList<FileWalker::WalkedFile> walked;
     bool operator==(const ScanCache &) const = default;
 };
 
-// What every scan produces and the results window shows.
+// What every scan produces and the results window shows. A report describes; it changes nothing on disk.
 struct ScanReport {
+    // The raw values are the case names.
     enum class Kind {
         duplicates,
         stale,
@@ -72,49 +73,64 @@ struct ScanReport {
     QString summary;
     QDateTime generatedAt;
     Kind kind = Kind::tidy;
-    QList<ScanItem> items;
+    QList<ScanItem> items; // in display order
     std::optional<QList<ScanGroup>> groups;
     std::optional<QList<PlannedMove>> plannedMoves;
     bool operator==(const ScanReport &) const = default;
 
     static QString toString(Kind kind);
     static std::optional<Kind> kindFromString(const QString &raw);
-    // The symbol the results window shows for a kind.
+    // The symbol name the results window shows at the head of a report of this kind.
     static QString symbol(Kind kind);
 
+    // The sum of the items' sizes.
     quint64 totalSize() const;
+
+    // Keys are the member names. Dates are ISO 8601 in UTC with milliseconds; an absent optional is null;
+    // sizes are JSON integers; UUIDs are upper-case without braces.
     QJsonObject toJson() const;
+    // Nothing when the object isn't a report: no known kind, no valid date, or items that aren't objects.
     static std::optional<ScanReport> fromJson(const QJsonObject &object);
 
-    // A new, empty report of `kind`, dated now.
+    // A new, empty report of `kind` with a fresh id, dated now.
     static ScanReport begin(const QString &workflowID, const QString &title, Kind kind);
 
-    // A row for one selected path: size and date of the first file a walk of it
-    // gives, or 0 and none.
+    // A row for one path: the size and date of the first file a walk of the path gives, or 0 and no date.
     static ScanItem itemFor(const QString &url, std::optional<QString> badge);
 };
 
-// The presets of the three thresholds, as the results window offers them.
+// The thresholds of the three threshold scans, as the results window offers them.
 namespace ScanThresholds {
+
 struct Preset {
     int value = 0;
     QString label;
     bool operator==(const Preset &) const = default;
 };
+
+// Days: 30, 90, 180 as "{n} d", 365 and 730 as "1 yr", "2 yr".
 QList<Preset> stalePresets();
+// Megabytes: 10, 50, 100, 500 as "{n} MB", 1024 as "1 GB".
 QList<Preset> largePresets();
+// Days: 7, 14, 30, 90.
 QList<Preset> tidyPresets();
+
+// The threshold a scan starts with: the stored value, but never below the default. A smaller preset holds
+// only until the program quits, and a value never stored (0) gives the default.
+int atLaunch(int stored, int floor);
+
 } // namespace ScanThresholds
 
-// Publishes progress about 60 times a scan at most: at every step-th file and at
-// the last one. The step is 1 under 60 files, else the count divided by 60.
+// Decides which files of a long loop publish progress, so that a long scan publishes about 60 times: every
+// step-th index and the last one. The step is 1 under 60 files, else the count divided by 60, rounded down.
 class ProgressThrottle {
 public:
-    explicit ProgressThrottle(int total) : count(total), every(total < 60 ? 1 : total / 60) {}
-    bool shouldPublish(int index) const { return index % every == 0 || index == count - 1; }
+    explicit ProgressThrottle(int total);
+    // `index` counts from 0.
+    bool shouldPublish(int index) const;
     int step() const { return every; }
 
 private:
-    int count;
+    int total;
     int every;
 };

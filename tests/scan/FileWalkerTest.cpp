@@ -4,105 +4,414 @@
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
-#include <QSet>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+using FileWalker::WalkedFile;
+
 namespace {
 
-QStringList paths(const QList<FileWalker::WalkedFile> &files, const QString &base)
+// Small builders on real files, all relative to one folder.
+struct Tree {
+    TestEnvironment &env;
+
+    QString file(const QString &relative, QByteArray content = {}) const { return env.makeFile(relative, content); }
+    QString folder(const QString &relative) const { return env.makeFolder(relative); }
+    void link(const QString &target, const QString &relative) const
+    {
+        ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(env.path(relative)).constData()),
+                  0);
+    }
+    void pipe(const QString &relative) const
+    {
+        ASSERT_EQ(::mkfifo(QFile::encodeName(env.path(relative)).constData(), 0600), 0);
+    }
+    // Sets a path's modification time to the nanosecond, without following a link.
+    void touch(const QString &relative, time_t seconds, long nanoseconds) const
+    {
+        const timespec times[2] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(env.path(relative)).constData(), times, 0), 0);
+    }
+};
+
+// "path size" for each file, the path relative to `base`, so that expectations read as a listing.
+QStringList listing(const QList<WalkedFile> &files, const QString &base)
 {
-    QStringList list;
-    for (const auto &file : files)
-        list.append(file.url.mid(base.size() + 1));
+    QStringList lines;
+    for (const WalkedFile &file : files) {
+        const QString shown = file.url.startsWith(base + QLatin1Char('/')) ? file.url.mid(base.size() + 1) : file.url;
+        lines.append(shown + QLatin1Char(' ') + QString::number(file.size));
+    }
+    return lines;
+}
+
+QStringList sorted(QStringList list)
+{
     list.sort();
     return list;
 }
 
 } // namespace
 
-TEST(FileWalker, FolderRulesForHiddenLinksAndPackages)
+// What a selected folder's tree contributes. Within a folder the order is the file system's, so these cases
+// compare the listing without order; the order has a test of its own.
+struct FolderCase {
+    const char *name;
+    std::function<void(const Tree &)> build; // inside the folder "Sel"
+    QStringList expected;                    // "path size", relative to Sel
+};
+
+void PrintTo(const FolderCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class SelectedFolder : public ::testing::TestWithParam<FolderCase> {};
+
+TEST_P(SelectedFolder, ContributesItsVisibleFilesAndPackages)
 {
     TestEnvironment env;
-    const QString root = env.makeFolder(QStringLiteral("Sel"));
-    env.makeFile(QStringLiteral("Sel/a.txt"), "12345");
-    env.makeFile(QStringLiteral("Sel/.hidden.txt"), "x");
-    env.makeFile(QStringLiteral("Sel/.git/config"), "x");
-    env.makeFile(QStringLiteral("Sel/sub/deeper/b.bin"), "xy");
-    env.makeFile(QStringLiteral("Sel/Tool.app/Contents/MacOS/tool"), "binary");
-    env.makeFile(QStringLiteral("Sel/Flow.WORKFLOW/Contents/document.wflow"), "plist");
-    env.makeFolder(QStringLiteral("Sel/empty"));
-    QFile::link(env.path(QStringLiteral("Sel/a.txt")), env.path(QStringLiteral("Sel/link-to-a")));
-    QFile::link(env.path(QStringLiteral("Sel/sub")), env.path(QStringLiteral("Sel/link-to-sub")));
-    ::mkfifo(QFile::encodeName(env.path(QStringLiteral("Sel/pipe"))).constData(), 0600);
+    const Tree tree{env};
+    const QString root = tree.folder(QStringLiteral("Sel"));
+    GetParam().build(tree);
+    if (::testing::Test::HasFatalFailure())
+        return;
+    EXPECT_EQ(sorted(listing(FileWalker::walk({root}), root)), sorted(GetParam().expected));
+}
 
-    const auto files = FileWalker::walk({root});
-    EXPECT_EQ(paths(files, root), (QStringList{"Flow.WORKFLOW", "Tool.app", "a.txt", "sub/deeper/b.bin"}));
-    for (const auto &file : files) {
-        if (file.url.endsWith(QStringLiteral(".app")) || file.url.endsWith(QStringLiteral(".WORKFLOW"))) {
-            EXPECT_EQ(file.size, 0u);
-        }
-        if (file.url.endsWith(QStringLiteral("a.txt"))) {
-            EXPECT_EQ(file.size, 5u);
-            ASSERT_TRUE(file.modificationDate.has_value());
-            EXPECT_EQ(*file.modificationDate, QFileInfo(file.url).lastModified().toUTC());
+INSTANTIATE_TEST_SUITE_P(
+    Rules, SelectedFolder,
+    ::testing::Values(FolderCase{"FilesAtEveryDepth",
+                                 [](const Tree &t) {
+                                     t.file(QStringLiteral("Sel/a.txt"), "12345");
+                                     t.file(QStringLiteral("Sel/sub/b.txt"), "xy");
+                                     t.file(QStringLiteral("Sel/sub/deeper/c.txt"));
+                                     t.folder(QStringLiteral("Sel/empty"));
+                                 },
+                                 {"a.txt 5", "sub/b.txt 2", "sub/deeper/c.txt 0"}},
+                      FolderCase{"HiddenNamesAndWhatIsBelowThemAreLeftOut",
+                                 [](const Tree &t) {
+                                     t.file(QStringLiteral("Sel/.hidden"), "x");
+                                     t.file(QStringLiteral("Sel/.git/config"), "x");
+                                     t.file(QStringLiteral("Sel/sub/.DS_Store"), "x");
+                                     t.file(QStringLiteral("Sel/.Hidden.app/Contents/Info.plist"), "x");
+                                     t.file(QStringLiteral("Sel/sub/shown.txt"), "abc");
+                                 },
+                                 {"sub/shown.txt 3"}},
+                      FolderCase{"SymbolicLinksInsideAreNeverFollowed",
+                                 [](const Tree &t) {
+                                     const QString target = t.file(QStringLiteral("Sel/real.txt"), "1");
+                                     t.file(QStringLiteral("Sel/sub/x.txt"), "22");
+                                     t.file(QStringLiteral("Outside/far.txt"), "333");
+                                     t.link(target, QStringLiteral("Sel/link-to-file"));
+                                     t.link(t.env.path(QStringLiteral("Sel/sub")),
+                                            QStringLiteral("Sel/link-to-folder"));
+                                     t.link(t.env.path(QStringLiteral("Outside")), QStringLiteral("Sel/link-outside"));
+                                     t.link(t.env.path(QStringLiteral("nowhere")), QStringLiteral("Sel/dangling"));
+                                 },
+                                 {"real.txt 1", "sub/x.txt 2"}},
+                      FolderCase{"APackageIsOneFileOfSizeZeroAndItsContentsAreNeverListed",
+                                 [](const Tree &t) {
+                                     t.file(QStringLiteral("Sel/Tool.app/Contents/MacOS/tool"), "binary");
+                                     t.file(QStringLiteral("Sel/Flow.WORKFLOW/Contents/document.wflow"), "plist");
+                                     t.folder(QStringLiteral("Sel/Library.photoslibrary"));
+                                     t.file(QStringLiteral("Sel/sub/Inner.bundle/Contents/Resources/a.png"), "png");
+                                     t.file(QStringLiteral("Sel/notes.txt"), "n");
+                                 },
+                                 {"Tool.app 0", "Flow.WORKFLOW 0", "Library.photoslibrary 0", "sub/Inner.bundle 0",
+                                  "notes.txt 1"}},
+                      FolderCase{"APackageExtensionOnAFileOrAPlainFolderNameChangesNothing",
+                                 [](const Tree &t) {
+                                     t.file(QStringLiteral("Sel/Readme.app"), "abc");
+                                     t.file(QStringLiteral("Sel/app/inside.txt"), "i");
+                                     t.file(QStringLiteral("Sel/apps.d/inside.txt"), "ii");
+                                 },
+                                 {"Readme.app 3", "app/inside.txt 1", "apps.d/inside.txt 2"}},
+                      FolderCase{"PipesAddNothing",
+                                 [](const Tree &t) {
+                                     t.pipe(QStringLiteral("Sel/pipe"));
+                                     t.file(QStringLiteral("Sel/file.txt"), "f");
+                                 },
+                                 {"file.txt 1"}}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+// What a selected path stands for, taken as it is given. Paths are relative to the test's home.
+struct SelectionCase {
+    const char *name;
+    std::function<void(const Tree &)> build;
+    QStringList selection;
+    QStringList expected; // "path size" in this order
+};
+
+void PrintTo(const SelectionCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class Selection : public ::testing::TestWithParam<SelectionCase> {};
+
+TEST_P(Selection, IsWalkedInOrderAsGiven)
+{
+    TestEnvironment env;
+    const Tree tree{env};
+    GetParam().build(tree);
+    if (::testing::Test::HasFatalFailure())
+        return;
+    QStringList urls;
+    for (const QString &relative : GetParam().selection)
+        urls.append(env.path(relative));
+    EXPECT_EQ(listing(FileWalker::walk(urls), env.home()), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rules, Selection,
+    ::testing::Values(
+        SelectionCase{"AHiddenFileChosenByNameCounts",
+                      [](const Tree &t) { t.file(QStringLiteral(".secret"), "abc"); },
+                      {".secret"},
+                      {".secret 3"}},
+        SelectionCase{"AHiddenFolderChosenByNameIsWalked",
+                      [](const Tree &t) {
+                          t.file(QStringLiteral(".stash/a.txt"), "a");
+                          t.file(QStringLiteral(".stash/.b"), "b");
+                      },
+                      {".stash"},
+                      {".stash/a.txt 1"}},
+        SelectionCase{"ANameThatIsAllExtensionIsNoPackage",
+                      [](const Tree &t) { t.file(QStringLiteral(".app/x.txt"), "x"); },
+                      {".app"},
+                      {".app/x.txt 1"}},
+        SelectionCase{
+            "ALinkToAFileIsOneFileUnderItsOwnPath",
+            [](const Tree &t) { t.link(t.file(QStringLiteral("target.txt"), "four"), QStringLiteral("link.txt")); },
+            {"link.txt"},
+            {"link.txt 4"}},
+        SelectionCase{"ALinkToAFolderIsWalkedUnderItsOwnPath",
+                      [](const Tree &t) {
+                          t.file(QStringLiteral("Real/x.txt"), "x");
+                          t.link(t.env.path(QStringLiteral("Real")), QStringLiteral("Alias"));
+                      },
+                      {"Alias"},
+                      {"Alias/x.txt 1"}},
+        SelectionCase{"NothingThereIsSkipped",
+                      [](const Tree &t) {
+                          t.file(QStringLiteral("here.txt"), "h");
+                          t.link(t.env.path(QStringLiteral("nowhere")), QStringLiteral("dangling"));
+                      },
+                      {"missing.txt", "dangling", "here.txt", "missing/deeper"},
+                      {"here.txt 1"}},
+        SelectionCase{"ASelectedPackageIsOneFileOfSizeZero",
+                      [](const Tree &t) { t.file(QStringLiteral("Photos.photoslibrary/database/db"), "data"); },
+                      {"Photos.photoslibrary", "Photos.photoslibrary/database"},
+                      {"Photos.photoslibrary 0", "Photos.photoslibrary/database/db 4"}},
+        SelectionCase{"ATrailingSlashAddsNoSecondOne",
+                      [](const Tree &t) {
+                          t.file(QStringLiteral("Folder/x.txt"), "x");
+                          t.folder(QStringLiteral("Kit.framework"));
+                      },
+                      {"Folder/", "Kit.framework/"},
+                      {"Folder/x.txt 1", "Kit.framework/ 0"}},
+        SelectionCase{
+            "ASelectedPipeIsOneFile", [](const Tree &t) { t.pipe(QStringLiteral("pipe")); }, {"pipe"}, {"pipe 0"}},
+        SelectionCase{"SelectionOrderHoldsAndAFileReachedTwiceStandsTwice",
+                      [](const Tree &t) {
+                          t.file(QStringLiteral("B/one.txt"), "1");
+                          t.file(QStringLiteral("A/two.txt"), "22");
+                      },
+                      {"B", "A/two.txt", "A", "B/one.txt"},
+                      {"B/one.txt 1", "A/two.txt 2", "A/two.txt 2", "B/one.txt 1"}}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+// Sizes and dates come from the file itself, to the millisecond, whether found in a folder or selected.
+struct StampCase {
+    const char *name;
+    qsizetype size;
+    time_t seconds;
+    long nanoseconds;
+    qint64 expectedMs;
+};
+
+void PrintTo(const StampCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class Stamps : public ::testing::TestWithParam<StampCase> {};
+
+TEST_P(Stamps, AreTheFilesOwnToTheMillisecond)
+{
+    const StampCase &c = GetParam();
+    TestEnvironment env;
+    const Tree tree{env};
+    const QString file = tree.file(QStringLiteral("Folder/data.bin"), QByteArray(c.size, 'z'));
+    tree.file(QStringLiteral("Folder/Old.app/Contents/x"), "not counted");
+    tree.touch(QStringLiteral("Folder/data.bin"), c.seconds, c.nanoseconds);
+    tree.touch(QStringLiteral("Folder/Old.app"), c.seconds, c.nanoseconds);
+    if (::testing::Test::HasFatalFailure())
+        return;
+    const QDateTime expected = QDateTime::fromMSecsSinceEpoch(c.expectedMs, Qt::UTC);
+
+    for (const QList<WalkedFile> &walked : {FileWalker::walk({env.path(QStringLiteral("Folder"))}),
+                                            FileWalker::walk({file, env.path(QStringLiteral("Folder/Old.app"))})}) {
+        ASSERT_EQ(walked.size(), 2);
+        for (const WalkedFile &found : walked) {
+            const bool isPackage = found.url.endsWith(QStringLiteral(".app"));
+            EXPECT_EQ(found.size, isPackage ? 0u : quint64(c.size)) << qPrintable(found.url);
+            ASSERT_TRUE(found.modificationDate.has_value()) << qPrintable(found.url);
+            EXPECT_EQ(*found.modificationDate, expected) << qPrintable(found.url);
+            EXPECT_EQ(found.modificationDate->toMSecsSinceEpoch(), c.expectedMs);
         }
     }
 }
 
-TEST(FileWalker, SelectedPathsAreTakenAsTheyAre)
+INSTANTIATE_TEST_SUITE_P(
+    Files, Stamps,
+    ::testing::Values(StampCase{"Empty", 0, 0, 0, 0},
+                      StampCase{"MillisecondsTruncated", 1, 1'600'000'000, 123'999'999, 1'600'000'000'123},
+                      StampCase{"LastMillisecondOfASecond", 70'000, 946'684'799, 999'999'999, 946'684'799'999},
+                      StampCase{"Before1970", 3, -2, 500'000'000, -1'500}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+// The order inside a folder is the file system's own listing, and a subfolder's files follow at once where
+// the subfolder is met: the walk goes depth first, as the Mac's enumerator does.
+TEST(FileWalker, ListsAFolderInItsOwnOrderDepthFirst)
 {
     TestEnvironment env;
-    const QString hidden = env.makeFile(QStringLiteral(".secret"), "abc");
-    const QString plain = env.makeFile(QStringLiteral("plain.txt"), "z");
-    const QString link = env.path(QStringLiteral("link.txt"));
-    QFile::link(plain, link);
-    const QString package = env.makeFolder(QStringLiteral("Photos.photoslibrary/database"));
-    const QString dangling = env.path(QStringLiteral("dangling"));
-    QFile::link(env.path(QStringLiteral("nowhere")), dangling);
+    const QString root = env.makeFolder(QStringLiteral("Root"));
+    for (int i = 0; i < 12; ++i) {
+        env.makeFile(QStringLiteral("Root/file%1.txt").arg(i));
+        if (i % 3 == 0) {
+            for (int j = 0; j < 4; ++j)
+                env.makeFile(QStringLiteral("Root/sub%1/inner%2.txt").arg(i).arg(j));
+        }
+    }
+    env.makeFile(QStringLiteral("Root/.hidden"));
 
-    const auto files = FileWalker::walk(
-        {hidden, link, env.path(QStringLiteral("missing.txt")), plain, dangling, package.chopped(9), plain});
-    QStringList urls;
-    for (const auto &file : files)
-        urls.append(file.url);
-    // A hidden file chosen by name counts; a selected link is resolved; what isn't there is skipped;
-    // a package is one file; a file selected twice stands twice.
-    EXPECT_EQ(urls, (QStringList{hidden, link, plain, package.chopped(9), plain}));
-    EXPECT_EQ(files[1].size, 1u);
-    EXPECT_EQ(files[3].size, 0u);
+    QStringList listed; // the visible names of Root as the file system lists them
+    DIR *dir = ::opendir(QFile::encodeName(root).constData());
+    ASSERT_NE(dir, nullptr);
+    while (const dirent *entry = ::readdir(dir)) {
+        if (entry->d_name[0] != '.')
+            listed.append(QFile::decodeName(entry->d_name));
+    }
+    ::closedir(dir);
+
+    QStringList walkedTops; // the first component of each walked path, runs collapsed
+    for (const WalkedFile &file : FileWalker::walk({root})) {
+        const QString top = file.url.mid(root.size() + 1).section(QLatin1Char('/'), 0, 0);
+        if (walkedTops.isEmpty() || walkedTops.last() != top)
+            walkedTops.append(top);
+    }
+    // Equal lists mean each subfolder's four files came as one run, at the subfolder's place.
+    EXPECT_EQ(walkedTops, listed);
 }
 
-TEST(FileWalker, FollowsSelectionOrderAndStopsWhenAsked)
+// Lowers the limit on open descriptors to the ones in use plus `spare`, and puts it back when it goes.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(rlim_t spare)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &saved);
+        const rlim_t open = rlim_t(QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files).size());
+        rlimit lowered = saved;
+        lowered.rlim_cur = std::min(saved.rlim_cur, open + spare);
+        active = ::setrlimit(RLIMIT_NOFILE, &lowered) == 0;
+    }
+    ~DescriptorLimit()
+    {
+        if (active)
+            ::setrlimit(RLIMIT_NOFILE, &saved);
+    }
+    DescriptorLimit(const DescriptorLimit &) = delete;
+    DescriptorLimit &operator=(const DescriptorLimit &) = delete;
+    bool active = false;
+
+private:
+    rlimit saved{};
+};
+
+// A tree nested deeper than there are descriptors to spare is still walked whole: the walk never holds
+// more than a bounded number of folders open.
+TEST(FileWalker, WalksATreeNestedDeeperThanTheDescriptorsItMayHold)
 {
     TestEnvironment env;
-    const QString b = env.makeFile(QStringLiteral("B/one.txt"));
-    const QString a = env.makeFile(QStringLiteral("A/two.txt"));
-    const auto files = FileWalker::walk({env.path(QStringLiteral("B")), env.path(QStringLiteral("A"))});
-    ASSERT_EQ(files.size(), 2);
-    EXPECT_EQ(files[0].url, b);
-    EXPECT_EQ(files[1].url, a);
-
-    std::stop_source stopped;
-    stopped.request_stop();
-    EXPECT_TRUE(FileWalker::walk({env.path(QStringLiteral("B"))}, stopped.get_token()).isEmpty());
+    QString relative = QStringLiteral("Deep");
+    QStringList expected;
+    for (int level = 0; level < 300; ++level) {
+        relative += QStringLiteral("/d");
+        expected.append(env.makeFile(relative + QStringLiteral("/f.txt"), QByteArray::number(level)));
+        if (level == 200)
+            expected.append(env.makeFolder(relative + QStringLiteral("/Far.app/Contents")).chopped(9));
+    }
+    QList<WalkedFile> files;
+    {
+        const DescriptorLimit limit(100);
+        ASSERT_TRUE(limit.active);
+        files = FileWalker::walk({env.path(QStringLiteral("Deep"))});
+    }
+    QStringList walked;
+    for (const WalkedFile &file : files)
+        walked.append(file.url);
+    EXPECT_EQ(sorted(walked), sorted(expected));
 }
 
-TEST(FileWalker, PassesOverAnUnreadableFolder)
+TEST(FileWalker, PassesOverWhatItCannotRead)
 {
     if (::geteuid() == 0)
-        GTEST_SKIP() << "root reads every folder";
+        GTEST_SKIP() << "root reads every folder, so nothing here is unreadable";
     TestEnvironment env;
-    env.makeFile(QStringLiteral("Top/open.txt"));
-    env.makeFile(QStringLiteral("Top/closed/inside.txt"));
+    env.makeFile(QStringLiteral("Top/open.txt"), "o");
+    env.makeFile(QStringLiteral("Top/closed/inside.txt"), "i");
+    env.makeFile(QStringLiteral("Top/later/after.txt"), "a");
+    env.makeFile(QStringLiteral("Shut/inside.txt"), "s");
     const QString closed = env.path(QStringLiteral("Top/closed"));
-    QFile::setPermissions(closed, {});
-    const auto files = FileWalker::walk({env.path(QStringLiteral("Top"))});
-    QFile::setPermissions(closed, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    ASSERT_EQ(files.size(), 1);
-    EXPECT_TRUE(files[0].url.endsWith(QStringLiteral("open.txt")));
+    const QString shut = env.path(QStringLiteral("Shut"));
+    ASSERT_EQ(::chmod(QFile::encodeName(closed).constData(), 0), 0);
+    ASSERT_EQ(::chmod(QFile::encodeName(shut).constData(), 0), 0);
+
+    const QList<WalkedFile> files = FileWalker::walk({shut, env.path(QStringLiteral("Top"))});
+
+    // Given back before any check can stop the test, so the temporary folder can be removed.
+    ::chmod(QFile::encodeName(closed).constData(), 0700);
+    ::chmod(QFile::encodeName(shut).constData(), 0700);
+    EXPECT_EQ(sorted(listing(files, env.path(QStringLiteral("Top")))),
+              (QStringList{"later/after.txt 1", "open.txt 1"}));
+}
+
+TEST(FileWalker, AStopRequestEndsTheWalk)
+{
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("Folder/a.txt"), "a");
+    env.makeFile(QStringLiteral("Folder/sub/b.txt"), "b");
+    ASSERT_EQ(FileWalker::walk({env.path(QStringLiteral("Folder")), file}).size(), 3);
+
+    std::stop_source source;
+    source.request_stop();
+    EXPECT_TRUE(FileWalker::walk({env.path(QStringLiteral("Folder")), file}, source.get_token()).isEmpty());
+}
+
+TEST(FileWalker, FirstFileIsTheWalksFirst)
+{
+    TestEnvironment env;
+    for (int i = 0; i < 20; ++i)
+        env.makeFile(QStringLiteral("Many/sub%1/file.txt").arg(i), QByteArray(i, 'x'));
+    const QString single = env.makeFile(QStringLiteral("single.txt"), "four");
+    env.makeFolder(QStringLiteral("Empty"));
+
+    for (const QString &path : {env.path(QStringLiteral("Many")), single}) {
+        const auto first = FileWalker::firstFile(path);
+        ASSERT_TRUE(first.has_value()) << qPrintable(path);
+        EXPECT_EQ(*first, FileWalker::walk({path}).first());
+    }
+    EXPECT_FALSE(FileWalker::firstFile(env.path(QStringLiteral("Empty"))).has_value());
+    EXPECT_FALSE(FileWalker::firstFile(env.path(QStringLiteral("missing"))).has_value());
 }
