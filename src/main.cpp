@@ -17,7 +17,7 @@ const char *const usage = R"(Usage:
   vantrel                                   open the main window
   vantrel open URL|FILE…                    hand vantrel:// URLs or .vantrelpack files to Vantrel
   vantrel open --workflow ID -- PATH…       run a Quick Action on the given files
-  vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--yes] [--dest DIR] [--json]
+  vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--set NAME=VALUE]… [--yes] [--dest DIR] [--json]
                                             run a workflow without a window and print the result
   vantrel categories export FILE            save the category library to FILE
   vantrel categories import FILE [--answers FILE] [--yes]

@@ -70,7 +70,8 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
     : QObject(parent), userDefaults(defaults), asker(interaction), coreRows(WorkflowCatalog::coreWorkflows()),
       packIDs(toSet(defaults.value(DefaultsKeys::installedPackIDs))),
       packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs))),
-      scans(std::make_unique<ScanState>(defaults)), categoryLibrary(std::make_unique<CategoryStore>()),
+      scans(std::make_unique<ScanState>(defaults)), templateLibrary(std::make_unique<CommentTemplateStore>()),
+      categoryLibrary(std::make_unique<CategoryStore>()),
       log(std::make_unique<DiagnosticLog>(defaults)), categoryList(categoryLibrary->categories())
 {
     connect(categoryLibrary.get(), &CategoryStore::categoriesChanged, this, [this] {
@@ -82,9 +83,11 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
         emit categoriesChanged();
     });
     categoryLibrary->setDiagnosticLog(log.get());
-    // The comment templates join the count when their store lands.
+    templateLibrary->setDiagnosticLog(log.get());
     log->record(ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
-                QStringLiteral("categories=%1 templates=0").arg(categoryList.size()));
+                QStringLiteral("categories=%1 templates=%2")
+                    .arg(categoryList.size())
+                    .arg(templateLibrary->templates().size()));
 }
 
 AppState::~AppState() = default;

@@ -4,6 +4,8 @@
 #include "app/Workflow.h"
 #include "app/diagnostics/DiagnosticLog.h"
 #include "metadata/CategoryStore.h"
+#include "metadata/CommentTemplateStore.h"
+#include "metadata/FinderMetadata.h"
 #include "quickactions/IntegrityReport.h"
 #include "scan/ScanState.h"
 
@@ -67,6 +69,7 @@ public:
     WorkflowRunner &workflowRunner();
     DiagnosticLog &diagnosticLog() { return *log; }
     CategoryStore &categoryStore() { return *categoryLibrary; }
+    CommentTemplateStore &commentTemplateStore() { return *templateLibrary; }
     // A copy of the store's list, kept in step with it.
     const QList<Category> &categories() const { return categoryList; }
     std::optional<QUuid> categoryEditorSelection() const { return editorSelection; }
@@ -127,6 +130,11 @@ public:
     void exportCategoriesToDisk();
     void importCategoriesFromDisk();
     void resetCategoriesConfirmed();
+    // The one write of both tagging sheets: the tags join each target's comment
+    // as tokens. Clears both tagging contexts and sets the banner.
+    void applyTags(const QStringList &tags, const QStringList &targets);
+    // The comment templates' write. Clears the template context and sets the banner.
+    void applyComment(const QString &text, FinderMetadata::ApplyMode mode, const QStringList &targets);
 
 signals:
     void selectionChanged();
@@ -151,6 +159,7 @@ private:
     QSet<QString> packIDs;
     QSet<QString> packWorkflowIDs;
     std::unique_ptr<ScanState> scans;
+    std::unique_ptr<CommentTemplateStore> templateLibrary;
     std::unique_ptr<CategoryStore> categoryLibrary;
     std::unique_ptr<DiagnosticLog> log;
     QList<Category> categoryList;

@@ -88,6 +88,16 @@ std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &argume
             if (!value)
                 return std::nullopt;
             (word == QLatin1String("--answers") ? options.answersFile : options.destination) = *value;
+        } else if (!positionalOnly && word == QLatin1String("--set")) {
+            const auto value = valueOf(word);
+            if (!value)
+                return std::nullopt;
+            const auto setting = HeadlessSheets::parseSetting(*value);
+            if (!setting) {
+                *error = QStringLiteral("--set takes NAME=VALUE, not “%1”.").arg(*value);
+                return std::nullopt;
+            }
+            options.settings.append(*setting);
         } else if (!positionalOnly && word.startsWith(QLatin1String("--"))) {
             *error = QStringLiteral("Unknown option %1.").arg(word);
             return std::nullopt;
@@ -168,6 +178,12 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     Defaults defaults(Paths::defaultsFile());
     AppState state(defaults, interaction);
     const WorkflowRunner::Outcome outcome = state.workflowRunner().handle(urlFor(*options));
+    if (std::holds_alternative<WorkflowRunner::ran>(outcome)) {
+        if (const auto problem = HeadlessSheets::complete(state, options->settings)) {
+            err << *problem << Qt::endl;
+            return 2;
+        }
+    }
     runUntilIdle(-1);
 
     if (options->json)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/HeadlessSheets.h"
 #include "app/WorkflowRunner.h"
 
 #include <QJsonObject>
@@ -10,8 +11,9 @@
 
 class AppState;
 
-// `vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--yes] [--dest DIR] [--json]`:
-// a workflow run without a window, through the same runner, answered by a script.
+// `vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--set NAME=VALUE]… [--yes] [--dest DIR] [--json]`:
+// a workflow run without a window, through the same runner, answered by a script;
+// a sheet it opens is filled from the settings and applied.
 namespace HeadlessRun {
 
 struct Options {
@@ -19,6 +21,7 @@ struct Options {
     QStringList paths;
     QString answersFile;
     QString destination;
+    QList<HeadlessSheets::Setting> settings;
     bool assumeYes = false;
     bool json = false;
 };

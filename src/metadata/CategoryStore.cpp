@@ -2,15 +2,13 @@
 
 #include "app/diagnostics/DiagnosticLog.h"
 #include "platform/Paths.h"
+#include "metadata/StoreFile.h"
 #include "platform/PropertyList.h"
 
 #include <QCollator>
-#include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSaveFile>
 #include <QSet>
 
 #include <algorithm>
@@ -50,8 +48,7 @@ bool CategoryStore::loadLibrary()
         return true;
     }
     // Kept for repair rather than overwritten by what replaces it.
-    QFile::rename(filePath(), filePath() + QStringLiteral(".unreadable-") +
-                                  QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")));
+    StoreFile::moveAside(filePath());
     return false;
 }
 
@@ -166,20 +163,13 @@ void CategoryStore::save()
     for (const Category &category : library)
         array.append(category.toJson());
     const QByteArray bytes = QJsonDocument(array).toJson(QJsonDocument::Compact);
-    QString error;
-    if (!QDir().mkpath(folder)) {
-        error = QStringLiteral("couldn't create %1").arg(Paths::displayPath(folder));
-    } else {
-        QSaveFile file(filePath());
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-            error = file.errorString();
-    }
-    if (error.isEmpty()) {
+    const std::optional<QString> error = StoreFile::write(folder, QStringLiteral("categories.json"), bytes);
+    if (!error) {
         record(ActionReceipt::Kind::persist, QStringLiteral("categories.json"), std::nullopt,
                QStringLiteral("bytes=%1").arg(bytes.size()));
         return;
     }
     // The change stays in memory and reaches the disk with the next save that works.
-    qWarning().noquote() << "CategoryStore: save failed:" << error;
+    qWarning().noquote() << "CategoryStore: save failed:" << *error;
     record(ActionReceipt::Kind::errorSwallow, QStringLiteral("CategoryStore.save"), std::nullopt, std::nullopt, error);
 }

@@ -59,6 +59,20 @@ void FinderMetadata::writeLabel(std::optional<int> label, const QString &path)
     MetadataBackend::system().writeLabel(label.value_or(0), path);
 }
 
+QString FinderMetadata::toString(ApplyMode mode)
+{
+    return mode == ApplyMode::replace ? QStringLiteral("replace") : QStringLiteral("append");
+}
+
+std::optional<FinderMetadata::ApplyMode> FinderMetadata::applyModeFromString(const QString &raw)
+{
+    if (raw == QLatin1String("replace"))
+        return ApplyMode::replace;
+    if (raw == QLatin1String("append"))
+        return ApplyMode::append;
+    return std::nullopt;
+}
+
 void FinderMetadata::apply(const Values &values, const QString &path, ApplyMode mode)
 {
     if (mode == ApplyMode::replace) {

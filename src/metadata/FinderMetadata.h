@@ -12,6 +12,8 @@
 namespace FinderMetadata {
 
 enum class ApplyMode { replace, append };
+QString toString(ApplyMode mode);
+std::optional<ApplyMode> applyModeFromString(const QString &raw);
 
 struct Values {
     QStringList tags;

@@ -173,7 +173,7 @@ TEST(AppState, LaunchIsTheFirstReceiptWhenRecording)
     EXPECT_EQ(launch.kind, ActionReceipt::Kind::state);
     EXPECT_EQ(launch.source, QStringLiteral("AppState.launch"));
     EXPECT_FALSE(launch.before.has_value());
-    EXPECT_EQ(launch.after, QStringLiteral("categories=4 templates=0"));
+    EXPECT_EQ(launch.after, QStringLiteral("categories=4 templates=3"));
     EXPECT_TRUE(QFile::exists(state->diagnosticLog().sessionFile()));
 }
 

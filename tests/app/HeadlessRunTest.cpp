@@ -1,6 +1,7 @@
 #include "app/HeadlessRun.h"
 
 #include "TestEnvironment.h"
+#include "metadata/FinderMetadata.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -120,4 +121,61 @@ TEST(HeadlessRun, CategoriesExportAndImportThroughTheSameFlows)
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(refused.out.startsWith(QStringLiteral("That doesn't look like a Vantrel categories file (")));
     EXPECT_EQ(vantrel({"categories", "frobnicate", file}).exitCode, 2);
+}
+
+TEST(HeadlessRun, SheetsTakeTheirFieldsFromSetAndApply)
+{
+    TestEnvironment env;
+    const QString a = env.makeFile(QStringLiteral("a.txt"));
+    const QString b = env.makeFile(QStringLiteral("b.txt"));
+
+    const ProcessRun picked =
+        vantrel({"run", "single-tag-selector", a, b, "--set", "selected=Done, Blocked", "--json"});
+    EXPECT_EQ(picked.exitCode, 0) << picked.err.toStdString();
+    EXPECT_EQ(picked.json.value(QStringLiteral("banner")).toObject().value(QStringLiteral("message")).toString(),
+              QStringLiteral("Applied 2 tags to 2 files."));
+    EXPECT_EQ(FinderMetadata::readComment(b), QStringLiteral("Blocked, Done"));
+
+    const ProcessRun byName = vantrel({"run", "tag-category-selector", a, "--set", "selectedCategoryID=projects"});
+    EXPECT_EQ(byName.exitCode, 0) << byName.err.toStdString();
+    EXPECT_TRUE(byName.out.contains(QStringLiteral("Done: Applied 3 tags to 1 file.")));
+    EXPECT_EQ(FinderMetadata::readComment(a), QStringLiteral("Blocked, Done, Active, Archive, Reference"));
+
+    const ProcessRun appended = vantrel({"run", "comment-templates", b, "--set", "selectedTemplateIDs=Receipt",
+                                        "--set", "mode=append", "--json"});
+    EXPECT_EQ(appended.exitCode, 0) << appended.err.toStdString();
+    EXPECT_EQ(FinderMetadata::readComment(b), QStringLiteral("Blocked, Done\nReceipt — keep for tax records."));
+
+    const ProcessRun replaced =
+        vantrel({"run", "comment-templates", b, "--set", "customBody=Checked", "--set", "mode=replace"});
+    EXPECT_EQ(replaced.exitCode, 0) << replaced.err.toStdString();
+    EXPECT_EQ(FinderMetadata::readComment(b), QStringLiteral("Checked"));
+}
+
+TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
+{
+    TestEnvironment env;
+    const QString a = env.makeFile(QStringLiteral("a.txt"));
+    const struct {
+        QStringList arguments;
+        const char *message;
+    } cases[] = {
+        {{"tag-category-selector", a, "--set", "selectedCategoryID=Nope"}, "No category “Nope” in the library."},
+        {{"tag-category-selector", a}, "Choose a category with --set selectedCategoryID=ID-or-name."},
+        {{"single-tag-selector", a, "--set", "selected=Done,Zebra"}, "No tag “Zebra” in the library."},
+        {{"single-tag-selector", a, "--set", "colour=red"},
+         "Single Tag Selector has no field “colour”; it takes selected and query."},
+        {{"comment-templates", a, "--set", "mode=prepend", "--set", "customBody=x"},
+         "mode is replace or append, not “prepend”."},
+        {{"tag-audit", "--set", "selected=Done"}, "--set fills a sheet, and this run opened none."},
+    };
+    for (const auto &c : cases) {
+        const ProcessRun run = vantrel(QStringList{"run"} + c.arguments);
+        EXPECT_EQ(run.exitCode, 2) << c.message;
+        EXPECT_EQ(run.err.trimmed(), QString::fromUtf8(c.message));
+        EXPECT_FALSE(FinderMetadata::readComment(a).has_value()) << c.message;
+    }
+    QString error;
+    EXPECT_FALSE(HeadlessRun::parse({"x", "--set", "=value"}, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("--set takes NAME=VALUE, not “=value”."));
 }

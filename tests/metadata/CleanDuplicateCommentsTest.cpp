@@ -12,12 +12,7 @@
 
 namespace {
 
-QByteArray rawComment(const QString &path)
-{
-    QByteArray value(4096, '\0');
-    const ssize_t size = ::getxattr(QFile::encodeName(path).constData(), "user.xdg.comment", value.data(), 4096);
-    return size < 0 ? QByteArray("(none)") : value.left(size);
-}
+using MetadataTestSupport::rawComment;
 
 const ScanItem *itemFor(const ScanReport &report, const QString &path)
 {

@@ -14,6 +14,15 @@ inline bool setAttribute(const QString &path, const char *name, const QByteArray
     return ::setxattr(QFile::encodeName(path).constData(), name, value.constData(), size_t(value.size()), 0) == 0;
 }
 
+// The comment attribute byte for byte, or "(none)" when the file has none.
+inline QByteArray rawComment(const QString &path)
+{
+    QByteArray value(65536, '\0');
+    const ssize_t size =
+        ::getxattr(QFile::encodeName(path).constData(), "user.xdg.comment", value.data(), size_t(value.size()));
+    return size < 0 ? QByteArray("(none)") : value.left(size);
+}
+
 // A file the system refuses to change: read-only for a user; for root, who may
 // write anything read-only, the immutable flag. Unlocked again when it goes.
 class LockedFile {

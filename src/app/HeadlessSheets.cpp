@@ -1,0 +1,156 @@
+#include "app/HeadlessSheets.h"
+
+#include "app/AppState.h"
+#include "app/CommentTemplatePickerSheet.h"
+#include "app/TaggingSheets.h"
+
+#include <algorithm>
+
+namespace {
+
+using HeadlessSheets::Setting;
+
+QStringList listValue(const QString &value)
+{
+    QStringList items;
+    for (const QString &piece : value.split(QLatin1Char(','))) {
+        if (!piece.trimmed().isEmpty())
+            items.append(piece.trimmed());
+    }
+    return items;
+}
+
+QString unknownField(const QString &sheet, const QString &field, const QString &known)
+{
+    return QStringLiteral("%1 has no field “%2”; it takes %3.").arg(sheet, field, known);
+}
+
+// An id or, failing that, a name: exact first, then without regard to case.
+template <typename T>
+std::optional<QUuid> findByIDOrName(const QList<T> &list, const QString &key)
+{
+    const QUuid id = QUuid::fromString(key);
+    for (const T &item : list) {
+        if ((!id.isNull() && item.id == id) || item.name == key)
+            return item.id;
+    }
+    for (const T &item : list) {
+        if (item.name.compare(key, Qt::CaseInsensitive) == 0)
+            return item.id;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> completeSingleTag(AppState &state, const QList<Setting> &settings)
+{
+    SingleTagSelectorSheet sheet(state, *state.singleTagSelectorContext());
+    const QStringList library = state.categoryStore().allTags();
+    for (const Setting &setting : settings) {
+        if (setting.name == QLatin1String("query")) {
+            sheet.setQuery(setting.value);
+        } else if (setting.name == QLatin1String("selected")) {
+            QSet<QString> picked;
+            for (const QString &tag : listValue(setting.value)) {
+                if (!library.contains(tag))
+                    return QStringLiteral("No tag “%1” in the library.").arg(tag);
+                picked.insert(tag);
+            }
+            sheet.setSelected(picked);
+        } else {
+            return unknownField(QStringLiteral("Single Tag Selector"), setting.name,
+                                QStringLiteral("selected and query"));
+        }
+    }
+    sheet.apply();
+    return std::nullopt;
+}
+
+std::optional<QString> completeCategoryTagging(AppState &state, const QList<Setting> &settings)
+{
+    CategoryTaggingSheet sheet(state, *state.categoryTaggingContext());
+    for (const Setting &setting : settings) {
+        if (setting.name == QLatin1String("selectedCategoryID")) {
+            const auto id = findByIDOrName(state.categories(), setting.value.trimmed());
+            if (!id)
+                return QStringLiteral("No category “%1” in the library.").arg(setting.value);
+            sheet.setSelectedCategoryID(id);
+        } else if (setting.name == QLatin1String("draftName")) {
+            sheet.setDraftName(setting.value);
+        } else if (setting.name == QLatin1String("draftTags")) {
+            sheet.setDraftTags(setting.value);
+        } else {
+            return unknownField(QStringLiteral("Tag Category Selector"), setting.name,
+                                QStringLiteral("selectedCategoryID, draftName and draftTags"));
+        }
+    }
+    // A draft goes through the inline form, which also selects it.
+    if (!sheet.draftName().trimmed().isEmpty())
+        sheet.saveDraft();
+    if (!sheet.selectedCategory())
+        return QStringLiteral("Choose a category with --set selectedCategoryID=ID-or-name.");
+    sheet.apply();
+    return std::nullopt;
+}
+
+std::optional<QString> completeCommentTemplates(AppState &state, const QList<Setting> &settings)
+{
+    CommentTemplatePickerSheet sheet(state, *state.commentTemplateContext());
+    for (const Setting &setting : settings) {
+        if (setting.name == QLatin1String("mode")) {
+            const auto mode = FinderMetadata::applyModeFromString(setting.value);
+            if (!mode)
+                return QStringLiteral("mode is replace or append, not “%1”.").arg(setting.value);
+            sheet.setMode(*mode);
+        } else if (setting.name == QLatin1String("customBody")) {
+            sheet.setCustomBody(setting.value);
+        } else if (setting.name == QLatin1String("selectedTemplateIDs")) {
+            const QSet<QUuid> previous = sheet.selectedTemplateIDs();
+            for (const QUuid &id : previous)
+                sheet.setTicked(id, false);
+            for (const QString &key : listValue(setting.value)) {
+                const auto id = findByIDOrName(sheet.templates(), key);
+                if (!id)
+                    return QStringLiteral("No comment template “%1”.").arg(key);
+                sheet.setTicked(*id, true);
+            }
+        } else {
+            return unknownField(QStringLiteral("Comment Templates"), setting.name,
+                                QStringLiteral("selectedTemplateIDs, customBody and mode"));
+        }
+    }
+    sheet.apply();
+    return std::nullopt;
+}
+
+void closeSheets(AppState &state)
+{
+    state.setSingleTagSelectorContext(std::nullopt);
+    state.setCategoryTaggingContext(std::nullopt);
+    state.setCommentTemplateContext(std::nullopt);
+}
+
+} // namespace
+
+std::optional<Setting> HeadlessSheets::parseSetting(const QString &word)
+{
+    const qsizetype equals = word.indexOf(QLatin1Char('='));
+    if (equals <= 0)
+        return std::nullopt;
+    return Setting{word.left(equals), word.mid(equals + 1)};
+}
+
+std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Setting> &settings)
+{
+    std::optional<QString> problem;
+    if (state.singleTagSelectorContext())
+        problem = completeSingleTag(state, settings);
+    else if (state.categoryTaggingContext())
+        problem = completeCategoryTagging(state, settings);
+    else if (state.commentTemplateContext())
+        problem = completeCommentTemplates(state, settings);
+    else if (!settings.isEmpty())
+        problem = QStringLiteral("--set fills a sheet, and this run opened none.");
+    if (problem)
+        closeSheets(state);
+    return problem;
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QString>
+
+// A count with its noun: "1 file", "3 files", "2 categories".
+inline QString counted(qsizetype count, const QString &singular, const QString &plural = {})
+{
+    const QString noun = count == 1 ? singular : (plural.isEmpty() ? singular + QLatin1Char('s') : plural);
+    return QString::number(count) + QLatin1Char(' ') + noun;
+}

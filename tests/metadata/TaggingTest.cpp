@@ -1,0 +1,227 @@
+#include "app/TaggingSheets.h"
+
+#include "MetadataTestSupport.h"
+#include "TestEnvironment.h"
+
+#include <gtest/gtest.h>
+
+using MetadataTestSupport::rawComment;
+
+namespace {
+
+struct TagCase {
+    const char *name;
+    QByteArray existing; // empty: no comment at all
+    QStringList tags;
+    QByteArray expected;
+};
+
+class ApplyTags : public testing::TestWithParam<TagCase> {};
+
+} // namespace
+
+TEST_P(ApplyTags, JoinsTheTagsToTheCommentsTokens)
+{
+    const TagCase &c = GetParam();
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    if (!c.existing.isEmpty()) {
+        ASSERT_TRUE(MetadataTestSupport::setAttribute(file, "user.xdg.comment", c.existing));
+    }
+    auto state = env.makeAppState();
+    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
+
+    state->applyTags(c.tags, {file});
+
+    EXPECT_EQ(rawComment(file), c.expected);
+    EXPECT_FALSE(state->categoryTaggingContext().has_value());
+    ASSERT_TRUE(state->packBanner().has_value());
+    EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::success);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Comments, ApplyTags,
+    testing::Values(TagCase{"OldSeparatorsGo", "alpha; beta", {"gamma"}, "alpha, beta, gamma"},
+                    TagCase{"ExistingSpellingWins", "Draft", {"draft"}, "Draft"},
+                    TagCase{"NoCommentTakesTheTagsAlone", {}, {" Acme ", "\nBlocked\n", "  "}, "Acme, Blocked"},
+                    TagCase{"UnchangedTokensAreRewritten", "a|b", {"b"}, "a, b"},
+                    TagCase{"NewTagsDedupeAmongThemselves", "x", {"Y", "y", "z"}, "x, Y, z"}),
+    [](const testing::TestParamInfo<TagCase> &info) { return std::string(info.param.name); });
+
+TEST(ApplyTags, BannersCountTagsFilesAndFailures)
+{
+    TestEnvironment env;
+    const QString one = env.makeFile(QStringLiteral("one.txt"));
+    const QString two = env.makeFile(QStringLiteral("two.txt"));
+    const QString locked = env.makeFile(QStringLiteral("locked.txt"));
+    auto state = env.makeAppState();
+
+    state->applyTags({QStringLiteral("Raw")}, {one});
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Applied 1 tag to 1 file."));
+    state->applyTags({QStringLiteral("Raw"), QStringLiteral("Edited")}, {one, two});
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Applied 2 tags to 2 files."));
+
+    MetadataTestSupport::LockedFile lock(locked);
+    ASSERT_TRUE(lock.isLocked());
+    state->applyTags({QStringLiteral("Raw")}, {one, locked});
+    EXPECT_EQ(*state->packBanner(),
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("Applied to 1 · 1 failed.")}));
+    state->applyTags({QStringLiteral("Raw")}, {locked, env.path(QStringLiteral("missing.txt"))});
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 2 writes failed."));
+    EXPECT_EQ(rawComment(locked), QByteArray("(none)"));
+}
+
+TEST(ApplyTags, NothingToWriteClosesBothSheetsSilently)
+{
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    auto state = env.makeAppState();
+    state->setSingleTagSelectorContext(SingleTagSelectorContext{{file}});
+    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
+
+    state->applyTags({QStringLiteral(" "), QStringLiteral("\n")}, {file});
+    EXPECT_FALSE(state->singleTagSelectorContext().has_value());
+    EXPECT_FALSE(state->categoryTaggingContext().has_value());
+    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_EQ(rawComment(file), QByteArray("(none)"));
+
+    state->applyTags({QStringLiteral("Raw")}, {});
+    EXPECT_FALSE(state->packBanner().has_value());
+}
+
+TEST(CategoryTaggingSheet, CountsPreviewsAndLabels)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    const QString a = env.makeFile(QStringLiteral("a.txt"));
+    const QString b = env.makeFile(QStringLiteral("b.txt"));
+    CategoryTaggingSheet sheet(*state, CategoryTaggingContext{{a}});
+    EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 4 categories"));
+    EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply"));
+    EXPECT_TRUE(sheet.summary().isEmpty());
+
+    Category five{QUuid::createUuid(), QStringLiteral("Five"), {}, {"1", "2", "3", "4", "5"}, {}};
+    Category six = five;
+    six.tags.append(QStringLiteral("6"));
+    six.tags.append(QStringLiteral("7"));
+    EXPECT_EQ(CategoryTaggingSheet::preview(five), QStringLiteral("1, 2, 3, 4, 5"));
+    EXPECT_EQ(CategoryTaggingSheet::preview(six), QStringLiteral("1, 2, 3, 4, 5, +2 more"));
+    EXPECT_EQ(CategoryTaggingSheet::preview(Category{}), QStringLiteral("No tags yet"));
+
+    state->categoryStore().replaceAll({state->categories().first()});
+    CategoryTaggingSheet two(*state, CategoryTaggingContext{{a, b}});
+    EXPECT_EQ(two.subtitle(), QStringLiteral("2 files selected · 1 category"));
+    two.setSelectedCategoryID(state->categories().first().id);
+    EXPECT_EQ(two.summary(), QStringLiteral("Will apply 3 tags from Projects to 2 files."));
+    EXPECT_EQ(two.applyLabel(), QStringLiteral("Apply 3 tags to 2 files"));
+
+    // A stale id is no choice: Apply does nothing and the sheet stays.
+    state->setCategoryTaggingContext(two.context());
+    two.setSelectedCategoryID(QUuid::createUuid());
+    EXPECT_EQ(two.applyLabel(), QStringLiteral("Apply"));
+    two.apply();
+    EXPECT_TRUE(state->categoryTaggingContext().has_value());
+    EXPECT_EQ(rawComment(a), QByteArray("(none)"));
+}
+
+TEST(CategoryTaggingSheet, InlineFormMakesSelectsAndAppliesANewCategory)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    QList<Category> seven = state->categories();
+    for (int i = 0; i < 3; ++i)
+        seven.append({QUuid::createUuid(), QStringLiteral("Extra %1").arg(i), {}, {}, {}});
+    state->categoryStore().replaceAll(seven);
+    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
+    CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
+
+    sheet.setAddingCategory(true);
+    sheet.setDraftName(QStringLiteral("   "));
+    EXPECT_FALSE(sheet.saveDraft());
+    EXPECT_EQ(state->categories().size(), 7);
+
+    sheet.setDraftName(QStringLiteral("  Trips "));
+    sheet.setDraftTags(QStringLiteral("Rome, ,Oslo\n\n Lima ,"));
+    ASSERT_TRUE(sheet.saveDraft());
+    const Category made = state->categories().last();
+    EXPECT_EQ(made.name, QStringLiteral("Trips"));
+    EXPECT_EQ(made.tags, (QStringList{"Rome", "Oslo", "Lima"}));
+    // Seven categories: the sheet's six-pair palette comes round to its second pair.
+    EXPECT_EQ(made.colorHex, QStringLiteral("#38BDF8"));
+    EXPECT_EQ(made.systemImage, QStringLiteral("tag.fill"));
+    EXPECT_NE(made.colorHex, Category::paletteColor(7));
+    EXPECT_EQ(sheet.selectedCategoryID(), made.id);
+    EXPECT_FALSE(sheet.addingCategory());
+    EXPECT_TRUE(sheet.draftName().isEmpty());
+    EXPECT_TRUE(sheet.draftTags().isEmpty());
+
+    sheet.apply();
+    EXPECT_EQ(rawComment(file), QByteArray("Rome, Oslo, Lima"));
+    EXPECT_FALSE(state->categoryTaggingContext().has_value());
+}
+
+TEST(CategoryTaggingSheet, ACategoryOfEmptyTagsWritesNothingAndCloses)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    const Category blank{QUuid::createUuid(), QStringLiteral("Blank"), {}, {QStringLiteral(" "), QString()}, {}};
+    state->categoryStore().add(blank);
+    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
+    CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
+    sheet.setSelectedCategoryID(blank.id);
+    sheet.apply();
+    EXPECT_FALSE(state->categoryTaggingContext().has_value());
+    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_EQ(rawComment(file), QByteArray("(none)"));
+}
+
+TEST(SingleTagSelectorSheet, FiltersPicksAndWritesInTheLibrarysOrder)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    const QString a = env.makeFile(QStringLiteral("a.txt"));
+    const QString b = env.makeFile(QStringLiteral("b.txt"));
+    state->setSingleTagSelectorContext(SingleTagSelectorContext{{a, b}});
+    SingleTagSelectorSheet sheet(*state, *state->singleTagSelectorContext());
+    EXPECT_EQ(sheet.subtitle(), QStringLiteral("2 files selected · 14 tags available"));
+    EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 2 files"));
+
+    sheet.setQuery(QStringLiteral("  IN\n"));
+    EXPECT_EQ(sheet.visibleTags(), (QStringList{"In Progress", "Initech"}));
+    sheet.setQuery(QStringLiteral("zebra"));
+    EXPECT_EQ(sheet.emptyText(), QStringLiteral("No tags match \"zebra\"."));
+    sheet.setQuery({});
+    EXPECT_EQ(sheet.visibleTags().size(), 14);
+    EXPECT_TRUE(sheet.emptyText().isEmpty());
+
+    EXPECT_TRUE(sheet.footer().isEmpty());
+    sheet.toggle(QStringLiteral("Raw"));
+    sheet.toggle(QStringLiteral("Blocked"));
+    sheet.toggle(QStringLiteral("Acme"));
+    sheet.toggle(QStringLiteral("Raw"));
+    EXPECT_EQ(sheet.footer(), QStringLiteral("2 selected"));
+    sheet.apply();
+    EXPECT_EQ(rawComment(a), QByteArray("Acme, Blocked"));
+    EXPECT_EQ(rawComment(b), QByteArray("Acme, Blocked"));
+    EXPECT_FALSE(state->singleTagSelectorContext().has_value());
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Applied 2 tags to 2 files."));
+}
+
+TEST(SingleTagSelectorSheet, AnEmptyLibraryAndAnEmptyPickWriteNothing)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    state->categoryStore().replaceAll({});
+    state->setSingleTagSelectorContext(SingleTagSelectorContext{{file}});
+    SingleTagSelectorSheet sheet(*state, *state->singleTagSelectorContext());
+    EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 0 tags available"));
+    EXPECT_EQ(sheet.emptyText(), QStringLiteral("No tags configured yet. Add categories first."));
+    EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
+    sheet.apply();
+    EXPECT_FALSE(state->singleTagSelectorContext().has_value());
+    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_EQ(rawComment(file), QByteArray("(none)"));
+}
