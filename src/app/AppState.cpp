@@ -71,8 +71,8 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
       packIDs(toSet(defaults.value(DefaultsKeys::installedPackIDs))),
       packWorkflowIDs(toSet(defaults.value(DefaultsKeys::installedPackWorkflowIDs))),
       scans(std::make_unique<ScanState>(defaults)), templateLibrary(std::make_unique<CommentTemplateStore>()),
-      categoryLibrary(std::make_unique<CategoryStore>()),
-      log(std::make_unique<DiagnosticLog>(defaults)), categoryList(categoryLibrary->categories())
+      categoryLibrary(std::make_unique<CategoryStore>()), log(std::make_unique<DiagnosticLog>(defaults)),
+      categoryList(categoryLibrary->categories())
 {
     connect(categoryLibrary.get(), &CategoryStore::categoriesChanged, this, [this] {
         categoryList = categoryLibrary->categories();
@@ -84,10 +84,9 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
     });
     categoryLibrary->setDiagnosticLog(log.get());
     templateLibrary->setDiagnosticLog(log.get());
-    log->record(ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
-                QStringLiteral("categories=%1 templates=%2")
-                    .arg(categoryList.size())
-                    .arg(templateLibrary->templates().size()));
+    log->record(
+        ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
+        QStringLiteral("categories=%1 templates=%2").arg(categoryList.size()).arg(templateLibrary->templates().size()));
 }
 
 AppState::~AppState() = default;

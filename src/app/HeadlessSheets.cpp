@@ -26,8 +26,7 @@ QString unknownField(const QString &sheet, const QString &field, const QString &
 }
 
 // An id or, failing that, a name: exact first, then without regard to case.
-template <typename T>
-std::optional<QUuid> findByIDOrName(const QList<T> &list, const QString &key)
+template <typename T> std::optional<QUuid> findByIDOrName(const QList<T> &list, const QString &key)
 {
     const QUuid id = QUuid::fromString(key);
     for (const T &item : list) {

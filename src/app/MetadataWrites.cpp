@@ -49,7 +49,8 @@ void AppState::applyTags(const QStringList &tags, const QStringList &targets)
     setSingleTagSelectorContext(std::nullopt);
     setCategoryTaggingContext(std::nullopt);
     if (failed == 0)
-        showSuccess(QStringLiteral("Applied %1 to %2.").arg(counted(cleaned.size(), QStringLiteral("tag")), counted(applied, QStringLiteral("file"))));
+        showSuccess(QStringLiteral("Applied %1 to %2.")
+                        .arg(counted(cleaned.size(), QStringLiteral("tag")), counted(applied, QStringLiteral("file"))));
     else
         showFailure(failureText(applied, failed));
 }

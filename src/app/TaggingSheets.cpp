@@ -72,7 +72,8 @@ std::optional<Category> CategoryTaggingSheet::selectedCategory() const
     if (!selectedID)
         return std::nullopt;
     const QList<Category> &list = categories();
-    const auto found = std::find_if(list.cbegin(), list.cend(), [this](const Category &c) { return c.id == *selectedID; });
+    const auto found =
+        std::find_if(list.cbegin(), list.cend(), [this](const Category &c) { return c.id == *selectedID; });
     if (found == list.cend())
         return std::nullopt;
     return *found;
@@ -165,8 +166,7 @@ void CategoryTaggingSheet::cancel()
         state->setCategoryTaggingContext(std::nullopt);
 }
 
-SingleTagSelectorSheet::SingleTagSelectorSheet(AppState &appState, SingleTagSelectorContext context,
-                                               QObject *parent)
+SingleTagSelectorSheet::SingleTagSelectorSheet(AppState &appState, SingleTagSelectorContext context, QObject *parent)
     : QObject(parent), state(&appState), sheetContext(std::move(context))
 {
     connect(&appState, &AppState::categoriesChanged, this, &SingleTagSelectorSheet::changed);

@@ -1,8 +1,8 @@
 #include "metadata/CategoryStore.h"
 
 #include "app/diagnostics/DiagnosticLog.h"
-#include "platform/Paths.h"
 #include "metadata/StoreFile.h"
+#include "platform/Paths.h"
 #include "platform/PropertyList.h"
 
 #include <QCollator>

@@ -141,8 +141,8 @@ TEST(HeadlessRun, SheetsTakeTheirFieldsFromSetAndApply)
     EXPECT_TRUE(byName.out.contains(QStringLiteral("Done: Applied 3 tags to 1 file.")));
     EXPECT_EQ(FinderMetadata::readComment(a), QStringLiteral("Blocked, Done, Active, Archive, Reference"));
 
-    const ProcessRun appended = vantrel({"run", "comment-templates", b, "--set", "selectedTemplateIDs=Receipt",
-                                        "--set", "mode=append", "--json"});
+    const ProcessRun appended = vantrel(
+        {"run", "comment-templates", b, "--set", "selectedTemplateIDs=Receipt", "--set", "mode=append", "--json"});
     EXPECT_EQ(appended.exitCode, 0) << appended.err.toStdString();
     EXPECT_EQ(FinderMetadata::readComment(b), QStringLiteral("Blocked, Done\nReceipt — keep for tax records."));
 

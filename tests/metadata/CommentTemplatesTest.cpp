@@ -159,8 +159,8 @@ TEST_P(ApplyComment, ReplacesOrAppends)
     EXPECT_EQ(rawComment(file), c.expected);
     EXPECT_EQ(FinderMetadata::readLabel(file), 3);
     EXPECT_FALSE(state->commentTemplateContext().has_value());
-    EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::success, QStringLiteral("Applied comment to 1 file.")}));
+    EXPECT_EQ(*state->packBanner(), (AppState::PackBanner{AppState::PackBanner::Tone::success,
+                                                          QStringLiteral("Applied comment to 1 file.")}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
