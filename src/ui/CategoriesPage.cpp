@@ -159,8 +159,8 @@ void CategoriesPage::refreshList()
     const QSignalBlocker blocker(list);
     list->clear();
     for (const Category &category : state->categories()) {
-        auto *item = new QListWidgetItem(Symbols::icon(category.systemImage), category.name, list);
-        item->setForeground(QColor(category.colorHex));
+        auto *item =
+            new QListWidgetItem(Symbols::tinted(category.systemImage, QColor(category.colorHex)), category.name, list);
         item->setToolTip(category.tags.join(QStringLiteral(", ")));
     }
     refreshEditor();

@@ -3,9 +3,12 @@
 
 #include "ui/BannerView.h"
 #include "ui/CategoriesPage.h"
+#include "ui/CategoryTaggingSheetView.h"
+#include "ui/CommentTemplateSheetView.h"
 #include "ui/DashboardPage.h"
 #include "ui/QuickActionsPage.h"
 #include "ui/ScanProgressCard.h"
+#include "ui/SingleTagSheetView.h"
 #include "ui/Symbols.h"
 #include "ui/WorkflowResultsView.h"
 
@@ -40,6 +43,23 @@ QWidget *sidebarPanel(QListWidget *list, QWidget *parent)
     layout->addWidget(list, 1);
     layout->addWidget(new QLabel(QStringLiteral("Local-first · No telemetry"), panel));
     return panel;
+}
+
+// Shows the sheet while its context holds a value: a new value replaces the
+// sheet on show, no value closes it.
+template <typename View, typename Context>
+void present(QPointer<View> &view, const std::optional<Context> &context, AppState &state, MainWindow *window)
+{
+    if (view && (!context || view->context() != *context)) {
+        view->dismiss();
+        view->deleteLater();
+        view = nullptr;
+    }
+    if (!context || view)
+        return;
+    window->showAndRaise();
+    view = new View(state, *context, window);
+    view->open();
 }
 
 } // namespace
@@ -125,7 +145,9 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
     connect(&appState, &AppState::selectionChanged, this, &MainWindow::followSelection);
     connect(&appState, &AppState::activationRequested, this, &MainWindow::showAndRaise);
     connect(&appState.scanState(), &ScanState::activeReportChanged, this, &MainWindow::presentReport);
+    connect(&appState, &AppState::contextsChanged, this, &MainWindow::presentSheets);
     followSelection();
+    presentSheets();
 }
 
 QWidget *MainWindow::currentScreen() const
@@ -170,4 +192,28 @@ void MainWindow::presentReport()
     results = new WorkflowResultsView(state->scanState(), state->interaction(), this);
     results->setAttribute(Qt::WA_DeleteOnClose);
     results->show();
+}
+
+SingleTagSheetView *MainWindow::singleTagSheet() const
+{
+    return singleTag;
+}
+
+CategoryTaggingSheetView *MainWindow::categoryTaggingSheet() const
+{
+    return categoryTagging;
+}
+
+CommentTemplateSheetView *MainWindow::commentTemplateSheet() const
+{
+    return commentTemplates;
+}
+
+void MainWindow::presentSheets()
+{
+    if (!state)
+        return;
+    present(singleTag, state->singleTagSelectorContext(), *state, this);
+    present(categoryTagging, state->categoryTaggingContext(), *state, this);
+    present(commentTemplates, state->commentTemplateContext(), *state, this);
 }

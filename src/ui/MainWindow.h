@@ -8,7 +8,10 @@
 #include <QPointer>
 
 class BannerView;
+class CategoryTaggingSheetView;
+class CommentTemplateSheetView;
 class ScanProgressCard;
+class SingleTagSheetView;
 
 class QListWidget;
 class QStackedWidget;
@@ -28,11 +31,16 @@ public:
     ScanProgressCard *progressCard() const { return progress; }
     // The results window while a report is on show.
     WorkflowResultsView *resultsView() const { return results; }
+    // The sheets on show, one per context at most.
+    SingleTagSheetView *singleTagSheet() const;
+    CategoryTaggingSheetView *categoryTaggingSheet() const;
+    CommentTemplateSheetView *commentTemplateSheet() const;
     void showAndRaise();
 
 private:
     void followSelection();
     void presentReport();
+    void presentSheets();
 
     QPointer<AppState> state;
     BannerView *bannerView;
@@ -40,4 +48,7 @@ private:
     QStackedWidget *screens;
     ScanProgressCard *progress;
     QPointer<WorkflowResultsView> results;
+    QPointer<SingleTagSheetView> singleTag;
+    QPointer<CategoryTaggingSheetView> categoryTagging;
+    QPointer<CommentTemplateSheetView> commentTemplates;
 };

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QHash>
+#include <QPainter>
 #include <QStyle>
 
 namespace {
@@ -66,4 +67,16 @@ QIcon Symbols::icon(const QString &symbolName)
     if (*mapping.themeName == '\0')
         return fallback;
     return QIcon::fromTheme(QString::fromLatin1(mapping.themeName), fallback);
+}
+
+QIcon Symbols::tinted(const QString &symbolName, const QColor &color, int size)
+{
+    QPixmap pixmap = icon(symbolName).pixmap(size, size);
+    if (!color.isValid() || pixmap.isNull())
+        return QIcon(pixmap);
+    QPainter painter(&pixmap);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(pixmap.rect(), color);
+    painter.end();
+    return QIcon(pixmap);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QIcon>
 #include <QString>
 
@@ -7,4 +8,6 @@
 // theme, falling back to a Qt standard icon where the theme has none.
 namespace Symbols {
 QIcon icon(const QString &symbolName);
-}
+// The symbol's silhouette in one colour, the way a category shows its own.
+QIcon tinted(const QString &symbolName, const QColor &color, int size = 20);
+} // namespace Symbols

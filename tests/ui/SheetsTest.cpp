@@ -1,0 +1,208 @@
+#include "TestEnvironment.h"
+#include "metadata/FinderMetadata.h"
+#include "ui/CategoryTaggingSheetView.h"
+#include "ui/CommentTemplateSheetView.h"
+#include "ui/MainWindow.h"
+#include "ui/SingleTagSheetView.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+
+namespace {
+
+template <typename T> T *part(QWidget *sheet, const char *name)
+{
+    auto *found = sheet->findChild<T *>(QString::fromLatin1(name));
+    if (!found)
+        qFatal("no %s in the sheet", name);
+    return found;
+}
+
+void click(QWidget *widget)
+{
+    QTest::mouseClick(widget, Qt::LeftButton);
+}
+
+void clickRow(QListWidget *list, const QString &startingWith)
+{
+    for (int row = 0; row < list->count(); ++row) {
+        QListWidgetItem *item = list->item(row);
+        if (item->text().startsWith(startingWith)) {
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
+            return;
+        }
+    }
+    qFatal("no row %s", qPrintable(startingWith));
+}
+
+QString text(QWidget *sheet, const char *name)
+{
+    return part<QLabel>(sheet, name)->text();
+}
+
+} // namespace
+
+class SheetsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support ).*"))); }
+
+    void categoryTaggingFromAQuickActionWithANewCategory()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        QList<Category> seven = state->categories();
+        for (int i = 0; i < 3; ++i)
+            seven.append({QUuid::createUuid(), QStringLiteral("Extra %1").arg(i), QStringLiteral("#000000"), {}, {}});
+        state->categoryStore().replaceAll(seven);
+        MainWindow window(*state);
+        const QStringList files{env.makeFile(QStringLiteral("a.txt")), env.makeFile(QStringLiteral("b.txt")),
+                                env.makeFile(QStringLiteral("c.txt"))};
+
+        state->runWorkflow(QStringLiteral("tag-category-selector"), files);
+        CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
+        QVERIFY(sheet && sheet->isVisible());
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("3 files selected · 7 categories"));
+        QCOMPARE(part<QListWidget>(sheet, "categoryList")->count(), 7);
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply"));
+        QVERIFY(!sheet->applyButton()->isEnabled());
+
+        click(part<QPushButton>(sheet, "newCategoryButton"));
+        QTest::keyClicks(part<QLineEdit>(sheet, "draftName"), QStringLiteral("Trips"));
+        QTest::keyClicks(part<QLineEdit>(sheet, "draftTags"), QStringLiteral("Rome, Oslo"));
+        // Return in the form saves the category; it doesn't apply it as well.
+        QTest::keyClick(part<QLineEdit>(sheet, "draftTags"), Qt::Key_Return);
+        QCOMPARE(state->categories().size(), 8);
+        QVERIFY(!FinderMetadata::readComment(files[0]).has_value());
+        // Seven categories before it: the sheet's palette of six comes round to its second pair.
+        QCOMPARE(state->categories().last().colorHex, QStringLiteral("#38BDF8"));
+        QVERIFY(!part<QLineEdit>(sheet, "draftName")->isVisible());
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("3 files selected · 8 categories"));
+        QCOMPARE(text(sheet, "summaryLabel"), QStringLiteral("Will apply 2 tags from Trips to 3 files."));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply 2 tags to 3 files"));
+
+        clickRow(part<QListWidget>(sheet, "categoryList"), QStringLiteral("Projects"));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply 3 tags to 3 files"));
+        clickRow(part<QListWidget>(sheet, "categoryList"), QStringLiteral("Trips"));
+        click(sheet->applyButton());
+        for (const QString &file : files)
+            QCOMPARE(FinderMetadata::readComment(file), QStringLiteral("Rome, Oslo"));
+        QCOMPARE(state->packBanner()->message, QStringLiteral("Applied 2 tags to 3 files."));
+        QVERIFY(!state->categoryTaggingContext().has_value());
+        QTRY_VERIFY(!window.categoryTaggingSheet());
+    }
+
+    void categoryTaggingShowsItsEmptyLibrary()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        state->categoryStore().replaceAll({});
+        MainWindow window(*state);
+        state->setCategoryTaggingContext(CategoryTaggingContext{{env.makeFile(QStringLiteral("a.txt"))}});
+        CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
+        QVERIFY(sheet);
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("1 file selected · 0 categories"));
+        QStringList texts;
+        for (const QLabel *label : sheet->findChildren<QLabel *>()) {
+            if (label->isVisible())
+                texts.append(label->text());
+        }
+        QVERIFY(texts.contains(QStringLiteral("No categories yet")));
+        QVERIFY(texts.contains(QStringLiteral("Create your first category above to start tagging.")));
+
+        // Escape cancels: the context goes and nothing is written.
+        QTest::keyClick(sheet, Qt::Key_Escape);
+        QVERIFY(!state->categoryTaggingContext().has_value());
+        QTRY_VERIFY(!window.categoryTaggingSheet());
+        QVERIFY(!state->packBanner().has_value());
+    }
+
+    void singleTagSelectorFiltersCountsAndApplies()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        const QString a = env.makeFile(QStringLiteral("a.txt"));
+        const QString b = env.makeFile(QStringLiteral("b.txt"));
+        state->runWorkflow(QStringLiteral("single-tag-selector"), {a});
+        SingleTagSheetView *sheet = window.singleTagSheet();
+        QVERIFY(sheet && sheet->isVisible());
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("1 file selected · 14 tags available"));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 1 file"));
+        auto *list = part<QListWidget>(sheet, "tagList");
+        QCOMPARE(list->count(), 14);
+        QVERIFY(text(sheet, "footerLabel").isEmpty());
+
+        QTest::keyClicks(part<QLineEdit>(sheet, "filterField"), QStringLiteral("zz"));
+        QVERIFY(part<QLabel>(sheet, "emptyLabel")->isVisible());
+        QCOMPARE(text(sheet, "emptyLabel"), QStringLiteral("No tags match \"zz\"."));
+        part<QLineEdit>(sheet, "filterField")->setText(QStringLiteral("e"));
+        QVERIFY(list->count() < 14);
+        clickRow(list, QStringLiteral("Edited"));
+        clickRow(list, QStringLiteral("Done"));
+        clickRow(list, QStringLiteral("Reference"));
+        clickRow(list, QStringLiteral("Done"));
+        QCOMPARE(text(sheet, "footerLabel"), QStringLiteral("2 selected"));
+        part<QLineEdit>(sheet, "filterField")->clear();
+        QCOMPARE(list->count(), 14);
+
+        // A second Quick Action run replaces the sheet with one for its own files.
+        state->runWorkflow(QStringLiteral("single-tag-selector"), {a, b});
+        QVERIFY(window.singleTagSheet() != sheet);
+        sheet = window.singleTagSheet();
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 2 files"));
+        clickRow(part<QListWidget>(sheet, "tagList"), QStringLiteral("Reference"));
+        clickRow(part<QListWidget>(sheet, "tagList"), QStringLiteral("Edited"));
+        click(sheet->applyButton());
+        QCOMPARE(FinderMetadata::readComment(b), QStringLiteral("Edited, Reference"));
+        QTRY_VERIFY(!window.singleTagSheet());
+    }
+
+    void commentTemplatesTicksEditsAndAppends()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        const QString file = env.makeFile(QStringLiteral("a.txt"));
+        FinderMetadata::writeComment(QStringLiteral("Invoice 42"), file);
+        state->runWorkflow(QStringLiteral("comment-templates"), {file});
+        CommentTemplateSheetView *sheet = window.commentTemplateSheet();
+        QVERIFY(sheet && sheet->isVisible());
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("1 file selected"));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 1 file"));
+        QCOMPARE(text(sheet, "modeExplanation"), QStringLiteral("Existing comments are overwritten."));
+        QTRY_COMPARE(sheet->findChildren<QCheckBox *>(QStringLiteral("tick")).size(), 3);
+
+        auto ticks = sheet->findChildren<QCheckBox *>(QStringLiteral("tick"));
+        click(ticks[2]);
+        click(ticks[0]);
+        auto *body = part<QPlainTextEdit>(sheet, "customBody");
+        QCOMPARE(body->toPlainText(),
+                 QStringLiteral("Receipt — keep for tax records.\nWorking draft. Not for distribution."));
+
+        click(part<QPushButton>(sheet, "newTemplateButton"));
+        QTest::keyClicks(part<QPlainTextEdit>(sheet, "newTemplateBody"), QStringLiteral("Paid"));
+        click(part<QPushButton>(sheet, "saveTemplateButton"));
+        QCOMPARE(state->commentTemplateStore().templates().last().name, QStringLiteral("Untitled"));
+        QTRY_COMPARE(sheet->findChildren<QCheckBox *>(QStringLiteral("tick")).size(), 4);
+        QVERIFY(body->toPlainText().endsWith(QStringLiteral("\nPaid")));
+
+        body->setPlainText(QStringLiteral("Checked by Ana"));
+        click(part<QRadioButton>(sheet, "appendMode"));
+        QCOMPARE(text(sheet, "modeExplanation"),
+                 QStringLiteral("New text is appended on a new line, existing comments are kept."));
+        click(sheet->applyButton());
+        QCOMPARE(FinderMetadata::readComment(file), QStringLiteral("Invoice 42\nChecked by Ana"));
+        QCOMPARE(state->packBanner()->message, QStringLiteral("Applied comment to 1 file."));
+        QTRY_VERIFY(!window.commentTemplateSheet());
+    }
+};
+
+QTEST_MAIN(SheetsTest)
+#include "SheetsTest.moc"
