@@ -197,7 +197,7 @@ QStringList SingleTagSelectorSheet::visibleTags() const
 {
     if (!state)
         return {};
-    const QStringList all = state->categoryStore().allTags();
+    QStringList all = state->categoryStore().allTags();
     const QString needle = filter.trimmed().toLower();
     if (needle.isEmpty())
         return all;
