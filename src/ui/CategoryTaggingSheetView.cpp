@@ -81,9 +81,12 @@ CategoryTaggingSheetView::CategoryTaggingSheetView(AppState &state, const Catego
     connect(draftTags, &QLineEdit::textEdited, &sheet, &CategoryTaggingSheet::setDraftTags);
     connect(saveDraft, &QPushButton::clicked, &sheet, &CategoryTaggingSheet::saveDraft);
     connect(cancelDraft, &QPushButton::clicked, &sheet, &CategoryTaggingSheet::cancelDraft);
-    connect(list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
-        if (item)
-            sheet.setSelectedCategoryID(item->data(Qt::UserRole).toUuid());
+    // Selection, not the current row: the list makes its first row current when
+    // it takes the focus, and that isn't a choice.
+    connect(list, &QListWidget::itemSelectionChanged, this, [this] {
+        const QList<QListWidgetItem *> items = list->selectedItems();
+        if (!items.isEmpty())
+            sheet.setSelectedCategoryID(items.first()->data(Qt::UserRole).toUuid());
     });
     connect(applyButton(), &QPushButton::clicked, &sheet, &CategoryTaggingSheet::apply);
     connect(&sheet, &CategoryTaggingSheet::changed, this, &CategoryTaggingSheetView::refresh);
@@ -126,10 +129,12 @@ void CategoryTaggingSheetView::refresh()
         }
     }
     const auto selected = sheet.selectedCategory();
-    list->setCurrentRow(-1);
     for (int row = 0; row < list->count(); ++row) {
-        if (selected && list->item(row)->data(Qt::UserRole).toUuid() == selected->id)
-            list->setCurrentRow(row);
+        QListWidgetItem *item = list->item(row);
+        const bool chosen = selected && item->data(Qt::UserRole).toUuid() == selected->id;
+        item->setSelected(chosen);
+        if (chosen)
+            list->scrollToItem(item);
     }
     listOrEmpty->setCurrentIndex(sheet.categories().isEmpty() ? 1 : 0);
 

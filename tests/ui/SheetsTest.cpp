@@ -5,6 +5,7 @@
 #include "ui/MainWindow.h"
 #include "ui/SingleTagSheetView.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -73,8 +74,13 @@ private slots:
         QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply"));
         QVERIFY(!sheet->applyButton()->isEnabled());
 
+        // Active, so the focus moves on when the form closes: the list taking it
+        // makes its first row current, which mustn't count as a choice.
+        QApplication::setActiveWindow(sheet);
         click(part<QPushButton>(sheet, "newCategoryButton"));
+        QVERIFY(part<QLineEdit>(sheet, "draftName")->hasFocus());
         QTest::keyClicks(part<QLineEdit>(sheet, "draftName"), QStringLiteral("Trips"));
+        part<QLineEdit>(sheet, "draftTags")->setFocus();
         QTest::keyClicks(part<QLineEdit>(sheet, "draftTags"), QStringLiteral("Rome, Oslo"));
         // Return in the form saves the category; it doesn't apply it as well.
         QTest::keyClick(part<QLineEdit>(sheet, "draftTags"), Qt::Key_Return);
@@ -83,6 +89,7 @@ private slots:
         // Seven categories before it: the sheet's palette of six comes round to its second pair.
         QCOMPARE(state->categories().last().colorHex, QStringLiteral("#38BDF8"));
         QVERIFY(!part<QLineEdit>(sheet, "draftName")->isVisible());
+
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("3 files selected · 8 categories"));
         QCOMPARE(text(sheet, "summaryLabel"), QStringLiteral("Will apply 2 tags from Trips to 3 files."));
         QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply 2 tags to 3 files"));
