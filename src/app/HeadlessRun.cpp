@@ -228,13 +228,14 @@ int HeadlessRun::categories(const QStringList &arguments, QTextStream &out, QTex
     }
 
     ScriptedInteraction interaction;
-    if (!loadAnswers(answersFile, interaction, err))
-        return 2;
-    interaction.setAssumeYes(yes);
-    // The file named on the command line answers the flow's own panel.
+    // The file named on the command line answers the flow's own panel, ahead of
+    // any entry in the answers file that happens to match its title too.
     interaction.addAnswer(action == QLatin1String("export") ? QStringLiteral("Export Categories")
                                                             : QStringLiteral("Import Categories"),
                           file);
+    if (!loadAnswers(answersFile, interaction, err))
+        return 2;
+    interaction.setAssumeYes(yes);
     Defaults defaults(Paths::defaultsFile());
     AppState state(defaults, interaction);
     if (action == QLatin1String("export"))

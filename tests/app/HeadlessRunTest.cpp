@@ -110,8 +110,10 @@ TEST(HeadlessRun, CategoriesExportAndImportThroughTheSameFlows)
     EXPECT_EQ(cancelled.exitCode, 1);
     EXPECT_EQ(cancelled.out.trimmed(), QStringLiteral("Cancelled."));
 
-    const ProcessRun merged =
-        vantrel({"categories", "import", file + QStringLiteral(".vantrelcategories"), "--yes", "--json"});
+    // An answer matching "Import" is for the question; the file on the command line answers the panel.
+    const ProcessRun merged = vantrel(
+        {"categories", "import", file + QStringLiteral(".vantrelcategories"), "--answers",
+         env.makeFile(QStringLiteral("answers.json"), R"([{"match": "Import", "answer": "Merge"}])"), "--json"});
     EXPECT_EQ(merged.exitCode, 0);
     EXPECT_EQ(merged.json.value(QStringLiteral("banner")).toObject().value(QStringLiteral("message")).toString(),
               QStringLiteral("Merged 0 categories, 4 skipped (already exists)."));
