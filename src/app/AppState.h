@@ -61,6 +61,34 @@ public:
         static QString toString(Tone tone);
     };
 
+    // The six operations of Text & Comment Tools.
+    struct prependFilename {
+        QString text;
+        bool operator==(const prependFilename &) const = default;
+    };
+    struct appendFilename {
+        QString text;
+        bool operator==(const appendFilename &) const = default;
+    };
+    struct replaceInFilename {
+        QString find;
+        QString replace;
+        bool operator==(const replaceInFilename &) const = default;
+    };
+    struct addToComment {
+        QString text;
+        bool operator==(const addToComment &) const = default;
+    };
+    struct removeFromComment {
+        QString text;
+        bool operator==(const removeFromComment &) const = default;
+    };
+    struct clearComment {
+        bool operator==(const clearComment &) const = default;
+    };
+    using TextCommentAction =
+        std::variant<prependFilename, appendFilename, replaceInFilename, addToComment, removeFromComment, clearComment>;
+
     AppState(Defaults &defaults, Interaction &interaction, QObject *parent = nullptr);
     ~AppState() override;
 
@@ -135,6 +163,9 @@ public:
     void applyTags(const QStringList &tags, const QStringList &targets);
     // The comment templates' write. Clears the template context and sets the banner.
     void applyComment(const QString &text, FinderMetadata::ApplyMode mode, const QStringList &targets);
+    // Text & Comment Tools' write: renames never replace a file, a taken name
+    // gets a counter. Clears its context and sets the banner.
+    void applyTextCommentAction(const TextCommentAction &action, const QStringList &targets);
 
 signals:
     void selectionChanged();

@@ -3,6 +3,7 @@
 #include "app/AppState.h"
 #include "app/CommentTemplatePickerSheet.h"
 #include "app/TaggingSheets.h"
+#include "app/TextCommentToolsSheet.h"
 
 #include <algorithm>
 
@@ -121,11 +122,48 @@ std::optional<QString> completeCommentTemplates(AppState &state, const QList<Set
     return std::nullopt;
 }
 
+std::optional<QString> completeTextTools(AppState &state, const QList<Setting> &settings)
+{
+    TextCommentToolsSheet sheet(state, *state.textCommentToolsContext());
+    for (const Setting &setting : settings) {
+        if (setting.name == QLatin1String("action")) {
+            auto kind = TextCommentToolsSheet::actionKindFromCaseName(setting.value);
+            if (!kind)
+                kind = TextCommentToolsSheet::actionKindFromString(setting.value);
+            if (!kind)
+                return QStringLiteral("No action “%1”; choose prependFilename, appendFilename, replaceInFilename, "
+                                      "addToComment, removeFromComment or clearComment.")
+                    .arg(setting.value);
+            sheet.setAction(*kind);
+        } else if (setting.name == QLatin1String("primary")) {
+            sheet.setPrimary(setting.value);
+        } else if (setting.name == QLatin1String("replacement")) {
+            sheet.setReplacement(setting.value);
+        } else if (setting.name == QLatin1String("separator")) {
+            // The value itself, or the label the sheet shows for it ("space", "None").
+            QString value = setting.value;
+            for (const auto &choice : TextCommentToolsSheet::separators()) {
+                if (setting.value == choice.label)
+                    value = choice.value;
+            }
+            sheet.setSeparator(value);
+        } else {
+            return unknownField(QStringLiteral("Text & Comment Tools"), setting.name,
+                                QStringLiteral("action, primary, replacement and separator"));
+        }
+    }
+    if (!sheet.canApply())
+        return QStringLiteral("%1 needs --set primary=TEXT.").arg(TextCommentToolsSheet::toString(sheet.action()));
+    sheet.apply();
+    return std::nullopt;
+}
+
 void closeSheets(AppState &state)
 {
     state.setSingleTagSelectorContext(std::nullopt);
     state.setCategoryTaggingContext(std::nullopt);
     state.setCommentTemplateContext(std::nullopt);
+    state.setTextCommentToolsContext(std::nullopt);
 }
 
 } // namespace
@@ -147,6 +185,8 @@ std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Set
         problem = completeCategoryTagging(state, settings);
     else if (state.commentTemplateContext())
         problem = completeCommentTemplates(state, settings);
+    else if (state.textCommentToolsContext())
+        problem = completeTextTools(state, settings);
     else if (!settings.isEmpty())
         problem = QStringLiteral("--set fills a sheet, and this run opened none.");
     if (problem)

@@ -10,6 +10,7 @@
 #include "ui/ScanProgressCard.h"
 #include "ui/SingleTagSheetView.h"
 #include "ui/Symbols.h"
+#include "ui/TextCommentToolsSheetView.h"
 #include "ui/WorkflowResultsView.h"
 
 #include <QLabel>
@@ -209,6 +210,11 @@ CommentTemplateSheetView *MainWindow::commentTemplateSheet() const
     return commentTemplates;
 }
 
+TextCommentToolsSheetView *MainWindow::textCommentToolsSheet() const
+{
+    return textTools;
+}
+
 void MainWindow::presentSheets()
 {
     if (!state)
@@ -216,4 +222,5 @@ void MainWindow::presentSheets()
     present(singleTag, state->singleTagSelectorContext(), *state, this);
     present(categoryTagging, state->categoryTaggingContext(), *state, this);
     present(commentTemplates, state->commentTemplateContext(), *state, this);
+    present(textTools, state->textCommentToolsContext(), *state, this);
 }

@@ -12,6 +12,7 @@ class CategoryTaggingSheetView;
 class CommentTemplateSheetView;
 class ScanProgressCard;
 class SingleTagSheetView;
+class TextCommentToolsSheetView;
 
 class QListWidget;
 class QStackedWidget;
@@ -35,6 +36,7 @@ public:
     SingleTagSheetView *singleTagSheet() const;
     CategoryTaggingSheetView *categoryTaggingSheet() const;
     CommentTemplateSheetView *commentTemplateSheet() const;
+    TextCommentToolsSheetView *textCommentToolsSheet() const;
     void showAndRaise();
 
 private:
@@ -51,4 +53,5 @@ private:
     QPointer<SingleTagSheetView> singleTag;
     QPointer<CategoryTaggingSheetView> categoryTagging;
     QPointer<CommentTemplateSheetView> commentTemplates;
+    QPointer<TextCommentToolsSheetView> textTools;
 };

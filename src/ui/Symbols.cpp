@@ -53,6 +53,11 @@ const QHash<QString, Mapping> &table()
         {QStringLiteral("doc.fill"), {"text-x-generic", QStyle::SP_FileIcon}},
         {QStringLiteral("books.vertical.fill"), {"accessories-dictionary", QStyle::SP_FileDialogDetailedView}},
         {QStringLiteral("tray.full.fill"), {"mail-inbox", QStyle::SP_DriveHDIcon}},
+        {QStringLiteral("text.insert"), {"insert-text", QStyle::SP_ArrowLeft}},
+        {QStringLiteral("text.append"), {"format-justify-left", QStyle::SP_ArrowRight}},
+        {QStringLiteral("arrow.triangle.2.circlepath"), {"view-refresh", QStyle::SP_BrowserReload}},
+        {QStringLiteral("text.badge.plus"), {"list-add", QStyle::SP_FileDialogNewFolder}},
+        {QStringLiteral("trash.fill"), {"user-trash", QStyle::SP_TrashIcon}},
     };
     return mappings;
 }

@@ -152,6 +152,15 @@ TEST(HeadlessRun, SheetsTakeTheirFieldsFromSetAndApply)
         vantrel({"run", "comment-templates", b, "--set", "customBody=Checked", "--set", "mode=replace"});
     EXPECT_EQ(replaced.exitCode, 0) << replaced.err.toStdString();
     EXPECT_EQ(FinderMetadata::readComment(b), QStringLiteral("Checked"));
+
+    const QString report = env.makeFile(QStringLiteral("report.pdf"));
+    env.makeFile(QStringLiteral("2026_report.pdf"), "taken");
+    const ProcessRun renamed = vantrel({"run", "text-comment-tools", report, "--set", "action=prependFilename", "--set",
+                                        "primary=2026", "--set", "separator=_", "--json"});
+    EXPECT_EQ(renamed.exitCode, 0) << renamed.err.toStdString();
+    EXPECT_EQ(renamed.json.value(QStringLiteral("banner")).toObject().value(QStringLiteral("message")).toString(),
+              QStringLiteral("Updated 1 file."));
+    EXPECT_TRUE(QFileInfo::exists(env.path(QStringLiteral("2026_report (1).pdf"))));
 }
 
 TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
@@ -170,6 +179,8 @@ TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
         {{"comment-templates", a, "--set", "mode=prepend", "--set", "customBody=x"},
          "mode is replace or append, not “prepend”."},
         {{"tag-audit", "--set", "selected=Done"}, "--set fills a sheet, and this run opened none."},
+        {{"text-comment-tools", a, "--set", "action=appendFilename"},
+         "Add text after filename needs --set primary=TEXT."},
     };
     for (const auto &c : cases) {
         const ProcessRun run = vantrel(QStringList{"run"} + c.arguments);

@@ -4,9 +4,11 @@
 #include "ui/CommentTemplateSheetView.h"
 #include "ui/MainWindow.h"
 #include "ui/SingleTagSheetView.h"
+#include "ui/TextCommentToolsSheetView.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -208,6 +210,38 @@ private slots:
         QCOMPARE(FinderMetadata::readComment(file), QStringLiteral("Invoice 42\nChecked by Ana"));
         QCOMPARE(state->packBanner()->message, QStringLiteral("Applied comment to 1 file."));
         QTRY_VERIFY(!window.commentTemplateSheet());
+    }
+
+    void textCommentToolsPreviewsAndRenames()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        const QStringList files{env.makeFile(QStringLiteral("W/report.pdf")), env.makeFile(QStringLiteral("W/b.txt")),
+                                env.makeFile(QStringLiteral("W/notes"))};
+        env.makeFile(QStringLiteral("W/b-v2.txt"), "taken");
+        state->runWorkflow(QStringLiteral("text-comment-tools"), files);
+        TextCommentToolsSheetView *sheet = window.textCommentToolsSheet();
+        QVERIFY(sheet && sheet->isVisible());
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("3 files selected"));
+        QVERIFY(!sheet->applyButton()->isEnabled());
+
+        clickRow(part<QListWidget>(sheet, "actionList"), QStringLiteral("Add text after filename"));
+        QCOMPARE(text(sheet, "helpLabel"),
+                 QStringLiteral("Adds the text to the end of each selected file's name, just before the extension."));
+        QCOMPARE(part<QLineEdit>(sheet, "primaryField")->placeholderText(), QStringLiteral("e.g. -draft"));
+        QTest::keyClicks(part<QLineEdit>(sheet, "primaryField"), QStringLiteral("v2"));
+        click(part<QRadioButton>(sheet, "separator1"));
+        QCOMPARE(text(sheet, "separatorNote"), QStringLiteral("Filename stem and text will be separated by \"-\"."));
+        QCOMPARE(text(sheet, "beforeLabel"), QStringLiteral("report.pdf"));
+        QCOMPARE(text(sheet, "afterLabel"), QStringLiteral("report-v2.pdf"));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 3 files"));
+        click(sheet->applyButton());
+
+        QCOMPARE(QDir(env.path(QStringLiteral("W"))).entryList(QDir::Files, QDir::Name),
+                 (QStringList{"b-v2 (1).txt", "b-v2.txt", "notes-v2", "report-v2.pdf"}));
+        QCOMPARE(state->packBanner()->message, QStringLiteral("Updated 3 files."));
+        QTRY_VERIFY(!window.textCommentToolsSheet());
     }
 };
 

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "app/TextCommentToolsSheet.h"
+#include "ui/SheetDialog.h"
+
+class QButtonGroup;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+
+// The Text & Comment Tools sheet: pick one of six operations, fill in its text,
+// check the first file's before and after, apply to all.
+class TextCommentToolsSheetView : public SheetDialog {
+    Q_OBJECT
+public:
+    TextCommentToolsSheetView(AppState &state, const TextCommentToolsContext &context, QWidget *parent = nullptr);
+
+    TextCommentToolsSheet &model() { return sheet; }
+    const TextCommentToolsContext &context() const { return sheet.context(); }
+
+protected:
+    void cancelSheet() override;
+
+private:
+    void refresh();
+
+    TextCommentToolsSheet sheet;
+    QListWidget *actions;
+    QLabel *help;
+    QLabel *primaryLabel;
+    QLineEdit *primary;
+    QLabel *replacementLabel;
+    QLineEdit *replacement;
+    QWidget *separatorRow;
+    QButtonGroup *separatorChoices;
+    QLabel *separatorNote;
+    QLabel *warning;
+    QWidget *preview;
+    QLabel *before;
+    QLabel *after;
+};

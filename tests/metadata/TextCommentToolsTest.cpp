@@ -1,0 +1,163 @@
+#include "app/TextCommentActions.h"
+#include "app/TextCommentToolsSheet.h"
+
+#include "MetadataTestSupport.h"
+#include "TestEnvironment.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+using MetadataTestSupport::rawComment;
+using Kind = TextCommentToolsSheet::ActionKind;
+
+namespace {
+
+QStringList namesIn(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name);
+}
+
+struct RenameCase {
+    const char *name;
+    QString file;
+    Kind kind;
+    QString primary;
+    QString replacement;
+    QString separator;
+    QString previewAfter;
+    QString renamedTo;
+};
+
+class Rename : public testing::TestWithParam<RenameCase> {};
+
+} // namespace
+
+TEST_P(Rename, PreviewsAndRenamesTheStem)
+{
+    const RenameCase &c = GetParam();
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("Work/") + c.file, "content");
+    auto state = env.makeAppState();
+    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{file}});
+    sheet.setAction(c.kind);
+    sheet.setPrimary(c.primary);
+    sheet.setReplacement(c.replacement);
+    sheet.setSeparator(c.separator);
+    EXPECT_EQ(sheet.previewBefore(), c.file);
+    EXPECT_EQ(sheet.previewAfter(), c.previewAfter);
+
+    sheet.apply();
+    EXPECT_EQ(namesIn(env.path(QStringLiteral("Work"))), QStringList{c.renamedTo});
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Updated 1 file."));
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, Rename,
+                         testing::Values(RenameCase{"Prepend", "report.pdf", Kind::prependFilename, "2026", "", "-",
+                                                    "2026-report.pdf", "2026-report.pdf"},
+                                         RenameCase{"Append", "report.pdf", Kind::appendFilename, "v2", "", "-",
+                                                    "report-v2.pdf", "report-v2.pdf"},
+                                         RenameCase{"NoExtensionNoPoint", "README", Kind::appendFilename, "old", "",
+                                                    " ", "README old", "README old"},
+                                         RenameCase{"LastExtensionOnly", "archive.tar.gz", Kind::appendFilename, "-1",
+                                                    "", "", "archive.tar-1.gz", "archive.tar-1.gz"},
+                                         RenameCase{"HiddenFileIsAllStem", ".profile", Kind::appendFilename, ".bak", "",
+                                                    "", ".profile.bak", ".profile.bak"},
+                                         RenameCase{"ReplaceKeepsTheExtension", "pdf.pdf", Kind::replaceInFilename,
+                                                    "pdf", "doc", "", "doc.doc", "doc.pdf"},
+                                         RenameCase{"ReplaceIsCaseSensitive", "Draft draft.txt",
+                                                    Kind::replaceInFilename, "draft", "final", "", "Draft final.txt",
+                                                    "Draft final.txt"},
+                                         RenameCase{"EmptyReplacementDeletes", "IMG_0001.jpg", Kind::replaceInFilename,
+                                                    "IMG_", "", "", "0001.jpg", "0001.jpg"},
+                                         RenameCase{"ReplaceThatChangesNothing", "notes.txt", Kind::replaceInFilename,
+                                                    "zzz", "y", "", "notes.txt", "notes.txt"}),
+                         [](const testing::TestParamInfo<RenameCase> &info) { return std::string(info.param.name); });
+
+TEST(TextCommentTools, ATakenNameGetsACounterAndNothingIsOverwritten)
+{
+    TestEnvironment env;
+    const QString a = env.makeFile(QStringLiteral("W/a.txt"), "a");
+    const QString b = env.makeFile(QStringLiteral("W/b.txt"), "b");
+    const QString c = env.makeFile(QStringLiteral("W/c.txt"), "c");
+    env.makeFile(QStringLiteral("W/x.txt"), "taken");
+    auto state = env.makeAppState();
+
+    state->applyTextCommentAction(AppState::replaceInFilename{QStringLiteral("a"), QStringLiteral("x")}, {a});
+    state->applyTextCommentAction(AppState::replaceInFilename{QStringLiteral("b"), QStringLiteral("x")}, {b});
+    state->applyTextCommentAction(AppState::replaceInFilename{QStringLiteral("c"), QStringLiteral("x")}, {c});
+    EXPECT_EQ(namesIn(env.path(QStringLiteral("W"))), (QStringList{"x (1).txt", "x (2).txt", "x (3).txt", "x.txt"}));
+    QFile taken(env.path(QStringLiteral("W/x.txt")));
+    ASSERT_TRUE(taken.open(QIODevice::ReadOnly));
+    EXPECT_EQ(taken.readAll(), QByteArray("taken"));
+    QFile first(env.path(QStringLiteral("W/x (1).txt")));
+    ASSERT_TRUE(first.open(QIODevice::ReadOnly));
+    EXPECT_EQ(first.readAll(), QByteArray("a"));
+}
+
+TEST(TextCommentTools, CommentActionsAndTheirBanners)
+{
+    TestEnvironment env;
+    const QString tagged = env.makeFile(QStringLiteral("tagged.txt"));
+    const QString bare = env.makeFile(QStringLiteral("bare.txt"));
+    ASSERT_TRUE(MetadataTestSupport::setAttribute(tagged, "user.xdg.comment", "Draft, draft"));
+    auto state = env.makeAppState();
+    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{tagged, bare}});
+
+    sheet.setAction(Kind::removeFromComment);
+    EXPECT_FALSE(sheet.canApply());
+    sheet.setPrimary(QStringLiteral("draft"));
+    EXPECT_EQ(sheet.previewBefore(), QStringLiteral("Draft, draft"));
+    EXPECT_EQ(sheet.previewAfter(), QStringLiteral("Draft, "));
+    sheet.apply();
+    EXPECT_EQ(rawComment(tagged), QByteArray("Draft, "));
+    // Written even when nothing changed: an empty comment is no attribute at all.
+    EXPECT_EQ(rawComment(bare), QByteArray("(none)"));
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Updated 2 files."));
+
+    state->applyTextCommentAction(AppState::addToComment{QStringLiteral("status: in review")}, {tagged, bare});
+    EXPECT_EQ(rawComment(tagged), QByteArray("Draft, \nstatus: in review"));
+    EXPECT_EQ(rawComment(bare), QByteArray("status: in review"));
+
+    sheet.setAction(Kind::clearComment);
+    EXPECT_TRUE(sheet.canApply());
+    EXPECT_EQ(sheet.warning(), QStringLiteral("This action can't be undone. Affected files: 2."));
+    EXPECT_EQ(sheet.previewAfter(), QString());
+    const QString missing = env.path(QStringLiteral("gone.txt"));
+    state->applyTextCommentAction(AppState::clearComment{}, {tagged, missing});
+    EXPECT_EQ(rawComment(tagged), QByteArray("(none)"));
+    EXPECT_EQ(*state->packBanner(),
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("Updated 1 · 1 failed.")}));
+    state->applyTextCommentAction(AppState::prependFilename{QStringLiteral("x")}, {missing});
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed."));
+    EXPECT_FALSE(state->textCommentToolsContext().has_value());
+}
+
+TEST(TextCommentTools, FormTextsFollowTheAction)
+{
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{env.makeFile(QStringLiteral("a.txt"))}});
+    EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected"));
+    EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
+    EXPECT_EQ(sheet.primaryField(), (TextCommentToolsSheet::Field{"Text", "e.g. 2026-06-"}));
+    EXPECT_EQ(sheet.separatorNote(), QStringLiteral("Text will sit directly against the filename."));
+    sheet.setSeparator(QStringLiteral("_"));
+    EXPECT_EQ(sheet.separatorNote(), QStringLiteral("Text and filename will be separated by \"_\"."));
+    sheet.setPrimary(QStringLiteral("v"));
+    EXPECT_EQ(sheet.makeAction(), AppState::TextCommentAction{AppState::prependFilename{QStringLiteral("v_")}});
+    sheet.setAction(Kind::appendFilename);
+    EXPECT_EQ(sheet.separatorNote(), QStringLiteral("Filename stem and text will be separated by \"_\"."));
+    EXPECT_EQ(sheet.makeAction(), AppState::TextCommentAction{AppState::appendFilename{QStringLiteral("_v")}});
+    sheet.setAction(Kind::replaceInFilename);
+    EXPECT_FALSE(sheet.showsSeparators());
+    EXPECT_EQ(sheet.replacementField(), (TextCommentToolsSheet::Field{"Replace with", "Replacement text"}));
+    EXPECT_EQ(TextCommentToolsSheet::separators().value(1).label, QStringLiteral("—"));
+    EXPECT_EQ(TextCommentToolsSheet::separators().value(1).value, QStringLiteral("-"));
+    EXPECT_EQ(TextCommentToolsSheet::toString(Kind::clearComment), QStringLiteral("Clear Finder comment"));
+
+    TextCommentToolsSheet none(*state, TextCommentToolsContext{});
+    EXPECT_FALSE(none.previewBefore().has_value());
+    EXPECT_FALSE(none.previewAfter().has_value());
+}
