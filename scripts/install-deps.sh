@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   g++ cmake ninja-build ccache pkg-config make
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-image-formats-plugins qt6-qpa-plugins libgl-dev libxkbcommon-dev
-  libplist-dev libssl-dev
+  libplist-dev libssl-dev libheif-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   attr git zip unzip tar xvfb xauth xdg-utils desktop-file-utils shared-mime-info
 )

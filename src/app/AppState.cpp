@@ -3,6 +3,7 @@
 #include "app/Defaults.h"
 #include "app/EnumNames.h"
 #include "app/RunURL.h"
+#include "app/StitchSession.h"
 #include "app/WorkflowCatalog.h"
 #include "app/WorkflowRunner.h"
 #include "quickactions/InstalledBundles.h"
@@ -178,6 +179,24 @@ void AppState::setCommentTemplateContext(const std::optional<CommentTemplateCont
 {
     if (assign(templateContext, context))
         emit contextsChanged();
+}
+
+StitchSession *AppState::stitchSession() const
+{
+    return stitch;
+}
+
+void AppState::setStitchSession(StitchSession *session)
+{
+    if (stitch == session)
+        return;
+    // Later, not now: the call may come from inside the old session's own slot.
+    if (stitch)
+        stitch->deleteLater();
+    stitch = session;
+    if (session)
+        session->setParent(this);
+    emit contextsChanged();
 }
 
 QList<Workflow> AppState::allWorkflows() const

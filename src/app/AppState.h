@@ -12,6 +12,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -22,6 +23,7 @@
 
 class Defaults;
 class Interaction;
+class StitchSession;
 class WorkflowRunner;
 
 // The one observable application object: every window, sheet and handler reads
@@ -141,6 +143,10 @@ public:
     const std::optional<CommentTemplateContext> &commentTemplateContext() const { return templateContext; }
     void setCommentTemplateContext(const std::optional<CommentTemplateContext> &context);
 
+    // Sessions: the state owns the one on show; a new one replaces it, none closes the sheet.
+    StitchSession *stitchSession() const;
+    void setStitchSession(StitchSession *session);
+
     // Derived values, computed when read.
     QList<Workflow> allWorkflows() const;
     int installedCount() const;
@@ -207,4 +213,5 @@ private:
     std::optional<CategoryTaggingContext> categoryContext;
     std::optional<TextCommentToolsContext> textToolsContext;
     std::optional<CommentTemplateContext> templateContext;
+    QPointer<StitchSession> stitch;
 };

@@ -5,6 +5,7 @@
 #include "app/Defaults.h"
 #include "app/RunURL.h"
 #include "app/ScriptedInteraction.h"
+#include "app/StitchSession.h"
 #include "platform/Paths.h"
 
 #include <QFile>
@@ -138,6 +139,10 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
         result.insert(QStringLiteral("report"), report->toJson());
     else
         result.insert(QStringLiteral("report"), QJsonValue::Null);
+    if (const StitchSession *session = state.stitchSession())
+        result.insert(QStringLiteral("session"), session->toJson());
+    else
+        result.insert(QStringLiteral("session"), QJsonValue::Null);
     return result;
 }
 
@@ -150,6 +155,8 @@ QString HeadlessRun::resultText(const WorkflowRunner::Outcome &outcome, const Ap
             banner->message));
     if (const auto selection = state.selection())
         lines.append(QStringLiteral("Screen: %1").arg(AppState::toString(*selection)));
+    if (const StitchSession *session = state.stitchSession())
+        lines.append(session->describe());
     if (const auto &report = state.activeReport()) {
         lines.append(QString());
         lines.append(report->title);
@@ -194,6 +201,9 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
 
     if (!std::holds_alternative<WorkflowRunner::ran>(outcome))
         return 2;
+    if (const StitchSession *session = state.stitchSession();
+        session && !std::holds_alternative<StitchSession::done>(session->phase()))
+        return 1;
     const auto &banner = state.packBanner();
     return banner && banner->tone == AppState::PackBanner::Tone::failure ? 1 : 0;
 }

@@ -2,8 +2,12 @@
 
 #include "app/AppState.h"
 #include "app/CommentTemplatePickerSheet.h"
+#include "app/Interaction.h"
+#include "app/StitchSession.h"
 #include "app/TaggingSheets.h"
 #include "app/TextCommentToolsSheet.h"
+
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -158,12 +162,67 @@ std::optional<QString> completeTextTools(AppState &state, const QList<Setting> &
     return std::nullopt;
 }
 
+std::optional<QString> startStitch(AppState &state, const QList<Setting> &settings)
+{
+    StitchSession &session = *state.stitchSession();
+    for (const Setting &setting : settings) {
+        const QString &value = setting.value;
+        if (setting.name == QLatin1String("mode")) {
+            const auto mode = StitchRunner::modeFromString(value);
+            if (!mode)
+                return QStringLiteral("mode is pdf or image, not “%1”.").arg(value);
+            session.setMode(*mode);
+        } else if (setting.name == QLatin1String("layout")) {
+            const auto layout = StitchRunner::layoutFromString(value);
+            if (!layout)
+                return QStringLiteral("layout is vertical, horizontal or grid, not “%1”.").arg(value);
+            session.setLayout(*layout);
+        } else if (setting.name == QLatin1String("resolution")) {
+            const auto resolution = StitchSession::resolutionFromString(value);
+            if (!resolution)
+                return QStringLiteral("resolution is full, large, medium or small, not “%1”.").arg(value);
+            session.setResolution(*resolution);
+        } else if (setting.name == QLatin1String("spacing")) {
+            bool ok = false;
+            const double spacing = value.toDouble(&ok);
+            if (!ok)
+                return QStringLiteral("spacing is a number of pixels, not “%1”.").arg(value);
+            session.setSpacing(spacing);
+        } else if (setting.name == QLatin1String("backgroundIsWhite")) {
+            if (value != QLatin1String("true") && value != QLatin1String("false"))
+                return QStringLiteral("backgroundIsWhite is true or false, not “%1”.").arg(value);
+            session.setBackgroundIsWhite(value == QLatin1String("true"));
+        } else if (setting.name == QLatin1String("outputBaseName")) {
+            session.setOutputBaseName(value);
+        } else if (setting.name == QLatin1String("destinationURL")) {
+            session.setDestinationURL(QFileInfo(value).absoluteFilePath());
+        } else {
+            return unknownField(QStringLiteral("Stitch to PDF or Image"), setting.name,
+                                QStringLiteral("mode, layout, resolution, spacing, backgroundIsWhite, outputBaseName "
+                                               "and destinationURL"));
+        }
+    }
+    if (!session.destinationURL()) {
+        // The sheet's own folder panel, which --dest answers.
+        PanelRequest panel;
+        panel.title = QStringLiteral("Choose a destination folder");
+        panel.canChooseFiles = false;
+        panel.canChooseDirectories = true;
+        const QStringList chosen = state.interaction().panel(panel);
+        if (!chosen.isEmpty())
+            session.setDestinationURL(QFileInfo(chosen.first()).absoluteFilePath());
+    }
+    session.start();
+    return std::nullopt;
+}
+
 void closeSheets(AppState &state)
 {
     state.setSingleTagSelectorContext(std::nullopt);
     state.setCategoryTaggingContext(std::nullopt);
     state.setCommentTemplateContext(std::nullopt);
     state.setTextCommentToolsContext(std::nullopt);
+    state.setStitchSession(nullptr);
 }
 
 } // namespace
@@ -187,6 +246,8 @@ std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Set
         problem = completeCommentTemplates(state, settings);
     else if (state.textCommentToolsContext())
         problem = completeTextTools(state, settings);
+    else if (state.stitchSession())
+        problem = startStitch(state, settings);
     else if (!settings.isEmpty())
         problem = QStringLiteral("--set fills a sheet, and this run opened none.");
     if (problem)

@@ -2,6 +2,7 @@
 
 #include "app/AppState.h"
 #include "app/RunURL.h"
+#include "app/StitchSession.h"
 #include "app/WorkflowCatalog.h"
 #include "metadata/CleanDuplicateCommentsHandler.h"
 #include "metadata/SpotlightRefresher.h"
@@ -76,8 +77,8 @@ QHash<QString, WorkflowRunner::Handler> buildTable()
 
     for (const char *id :
          {"duplicate-reports", "smart-duplicate-scanner", "old-stale-files", "large-file-finder", "downloads-tidy",
-          "tag-audit", "metadata-export", "metadata-import", "smart-mover", "archive-handler", "stitch-files",
-          "project-snapshot", "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
+          "tag-audit", "metadata-export", "metadata-import", "smart-mover", "archive-handler", "project-snapshot",
+          "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
         interim(id);
 
     add("clean-duplicate-comments", [](AppState &state, const QStringList &paths) {
@@ -94,6 +95,22 @@ QHash<QString, WorkflowRunner::Handler> buildTable()
         contextHandler<TextCommentToolsContext>(&AppState::setTextCommentToolsContext, "Text & Comment Tools"));
     add("comment-templates",
         contextHandler<CommentTemplateContext>(&AppState::setCommentTemplateContext, "Comment Templates"));
+
+    add("stitch-files", [](AppState &state, const QStringList &paths) {
+        // Folders can't be stitched; any other file is tried, and one that
+        // isn't an image is counted as skipped when the run reports.
+        QStringList files;
+        for (const QString &path : paths) {
+            if (QFileInfo(path).isFile())
+                files.append(path);
+        }
+        if (files.isEmpty()) {
+            state.showFailure(
+                QStringLiteral("Select one or more images in Finder before running Stitch to PDF or Image."));
+            return;
+        }
+        state.setStitchSession(new StitchSession(files, state));
+    });
 
     add("cloud-migrate",
         needsSelection(QStringLiteral("cloud-migrate"), "Cloud Migrate needs at least one selected file or folder."));

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QFile>
+#include <QImage>
+#include <QList>
+#include <QSize>
+
+// A PDF written page by page straight to a file, one image filling each page at
+// one point per pixel. JPEG data goes in as it is; other images go in as
+// compressed RGB. Only what one page needs is ever held in memory.
+class PdfWriter {
+public:
+    explicit PdfWriter(const QString &path);
+
+    bool open();
+    bool addJPEGPage(const QByteArray &jpeg, QSize size, int components);
+    bool addImagePage(const QImage &image);
+    // Writes the page tree, the cross-reference table and the trailer.
+    bool finish();
+    int pageCount() const { return int(pages.size()); }
+
+private:
+    int beginObject();
+    bool write(const QByteArray &bytes);
+    bool addPage(const QByteArray &imageDictionary, const QByteArray &data, QSize size);
+
+    QFile file;
+    QList<qint64> offsets; // by object number - 1
+    QList<int> pages;
+    bool failed = false;
+};
