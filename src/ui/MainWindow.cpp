@@ -1,4 +1,5 @@
 #include "ui/MainWindow.h"
+#include "app/StitchSession.h"
 #include "ui/Typography.h"
 
 #include "ui/BannerView.h"
@@ -9,6 +10,7 @@
 #include "ui/QuickActionsPage.h"
 #include "ui/ScanProgressCard.h"
 #include "ui/SingleTagSheetView.h"
+#include "ui/StitchSheetView.h"
 #include "ui/Symbols.h"
 #include "ui/TextCommentToolsSheetView.h"
 #include "ui/WorkflowResultsView.h"
@@ -215,6 +217,11 @@ TextCommentToolsSheetView *MainWindow::textCommentToolsSheet() const
     return textTools;
 }
 
+StitchSheetView *MainWindow::stitchSheet() const
+{
+    return stitch;
+}
+
 void MainWindow::presentSheets()
 {
     if (!state)
@@ -223,4 +230,16 @@ void MainWindow::presentSheets()
     present(categoryTagging, state->categoryTaggingContext(), *state, this);
     present(commentTemplates, state->commentTemplateContext(), *state, this);
     present(textTools, state->textCommentToolsContext(), *state, this);
+
+    StitchSession *session = state->stitchSession();
+    if (stitch && stitch->context() != session) {
+        stitch->dismiss();
+        stitch->deleteLater();
+        stitch = nullptr;
+    }
+    if (session && !stitch) {
+        showAndRaise();
+        stitch = new StitchSheetView(*state, session, this);
+        stitch->open();
+    }
 }

@@ -13,6 +13,7 @@ class CommentTemplateSheetView;
 class ScanProgressCard;
 class SingleTagSheetView;
 class TextCommentToolsSheetView;
+class StitchSheetView;
 
 class QListWidget;
 class QStackedWidget;
@@ -37,6 +38,7 @@ public:
     CategoryTaggingSheetView *categoryTaggingSheet() const;
     CommentTemplateSheetView *commentTemplateSheet() const;
     TextCommentToolsSheetView *textCommentToolsSheet() const;
+    StitchSheetView *stitchSheet() const;
     void showAndRaise();
 
 private:
@@ -54,4 +56,5 @@ private:
     QPointer<CategoryTaggingSheetView> categoryTagging;
     QPointer<CommentTemplateSheetView> commentTemplates;
     QPointer<TextCommentToolsSheetView> textTools;
+    QPointer<StitchSheetView> stitch;
 };

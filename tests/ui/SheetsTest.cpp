@@ -4,11 +4,13 @@
 #include "ui/CommentTemplateSheetView.h"
 #include "ui/MainWindow.h"
 #include "ui/SingleTagSheetView.h"
+#include "ui/StitchSheetView.h"
 #include "ui/TextCommentToolsSheetView.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -242,6 +244,44 @@ private slots:
                  (QStringList{"b-v2 (1).txt", "b-v2.txt", "notes-v2", "report-v2.pdf"}));
         QCOMPARE(state->packBanner()->message, QStringLiteral("Updated 3 files."));
         QTRY_VERIFY(!window.textCommentToolsSheet());
+    }
+
+    void stitchShowsTheEstimateRunsAndFinishes()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        QStringList shots;
+        for (int i = 0; i < 5; ++i) {
+            QImage image(QSize(144, 90), QImage::Format_RGB32);
+            image.fill(QColor(40 * i, 120, 180));
+            shots.append(env.path(QStringLiteral("shot%1.png").arg(i)));
+            QVERIFY(image.save(shots.last()));
+        }
+        state->runWorkflow(QStringLiteral("stitch-files"), shots);
+        StitchSheetView *sheet = window.stitchSheet();
+        QVERIFY(sheet && sheet->isVisible());
+        QCOMPARE(sheet->subtitle()->text(), QStringLiteral("5 files selected"));
+
+        // On the indicator: a radio button answers only over its box and its text.
+        auto *imageMode = part<QRadioButton>(sheet, "imageMode");
+        QTest::mouseClick(imageMode, Qt::LeftButton, {}, QPoint(8, imageMode->height() / 2));
+        QVERIFY(state->stitchSession()->mode() == StitchRunner::Mode::image);
+        QCOMPARE(text(sheet, "estimateLabel"), QStringLiteral("Combined size · ≈ 144 × 450 px"));
+        click(sheet->applyButton());
+        QCOMPARE(text(sheet, "problemLabel"), QStringLiteral("Pick a destination folder before starting."));
+
+        env.interaction().setDestination(env.makeFolder(QStringLiteral("out")));
+        click(part<QPushButton>(sheet, "chooseDestination"));
+        part<QLineEdit>(sheet, "nameField")->clear();
+        QTest::keyClicks(part<QLineEdit>(sheet, "nameField"), QStringLiteral("board"));
+        click(sheet->applyButton());
+        QTRY_VERIFY(text(sheet, "doneLabel").contains(QStringLiteral("5 images")));
+        QCOMPARE(QImage(env.path(QStringLiteral("out/board.png"))).size(), QSize(144, 450));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Done"));
+        click(sheet->applyButton());
+        QVERIFY(!state->stitchSession());
+        QTRY_VERIFY(!window.stitchSheet());
     }
 };
 
