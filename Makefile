@@ -24,6 +24,7 @@ test: build
 	cd $(BUILD_DIR) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j2
 
 bench: build
+	@WITH_BENCH=1 scripts/install-deps.sh
 	@cmake --build $(BUILD_DIR) --target benchmarks
 	@for b in $(BUILD_DIR)/bin/bench_*; do [ -x "$$b" ] && "$$b"; done; true
 

@@ -10,6 +10,9 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   attr git zip unzip tar xvfb xauth xdg-utils desktop-file-utils shared-mime-info
 )
+if [ "${WITH_BENCH:-0}" = 1 ]; then
+  packages+=(img2pdf imagemagick)
+fi
 if [ "${WITH_LINT:-0}" = 1 ]; then
   packages+=(clang-format clang-tidy)
 fi
