@@ -175,8 +175,9 @@ Plan StitchRunner::plan(const QList<QSize> &sizes, Layout layout, double spacing
         result.canvas = QSizeF(double(columns) * widest + gap * double(columns - 1),
                                double(rows) * tallest + gap * double(rows - 1));
         for (qsizetype i = 0; i < n; ++i) {
+            const qsizetype row = i / columns; // whole rows: the division is meant to truncate
             const double cellX = double(i % columns) * (widest + gap);
-            const double cellY = double(i / columns) * (tallest + gap);
+            const double cellY = double(row) * (tallest + gap);
             result.frames.append(QRectF(cellX + (widest - sizes[i].width()) / 2,
                                         cellY + (tallest - sizes[i].height()) / 2, sizes[i].width(),
                                         sizes[i].height()));
