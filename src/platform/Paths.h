@@ -20,6 +20,11 @@ QString instanceSocket();
 QString resources();
 QString workflowsResourceFolder();
 
+// The user's downloads and documents folders: on Linux as xdg-user-dirs names them
+// ($XDG_CONFIG_HOME/user-dirs.dirs), else ~/Downloads and ~/Documents.
+QString downloads();
+QString documents();
+
 // Shows a path with the home folder as "~".
 QString displayPath(const QString &path);
 

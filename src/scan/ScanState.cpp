@@ -59,36 +59,75 @@ void ScanState::dismissReport()
 void ScanState::runScan(Work work)
 {
     resetScan();
+    start([work = std::move(work)](std::stop_token stop, const PublishProgress &publish) -> std::optional<Result> {
+        std::optional<ScanReport> report = work(stop, publish);
+        if (!report)
+            return std::nullopt;
+        return Result{std::move(report), std::nullopt, nullptr, nullptr, false};
+    });
+}
+
+void ScanState::runThresholdScan(const QString &workflowID, const QStringList &paths, int threshold, Rebuild rebuild)
+{
+    resetScan();
+    start([workflowID, paths, threshold, rebuild = std::move(rebuild)](
+              std::stop_token stop, const PublishProgress &) -> std::optional<Result> {
+        QList<FileWalker::WalkedFile> walked = FileWalker::walk(paths, stop);
+        if (stop.stop_requested())
+            return std::nullopt;
+        ScanReport report = rebuild(walked, threshold);
+        return Result{std::move(report), ScanCache{workflowID, std::move(walked)}, rebuild, nullptr, false};
+    });
+}
+
+void ScanState::runFollowUp(Task task)
+{
+    std::optional<ScanCache> kept = cache;
+    Rebuild keptRebuild = cacheRebuild;
+    resetScan();
+    cache = std::move(kept);
+    cacheRebuild = std::move(keptRebuild);
+    start(std::move(task));
+}
+
+void ScanState::start(Task task)
+{
     const quint64 current = ++generation;
-    activeScanTask = std::make_unique<BackgroundTask>([this, current, work = std::move(work)](std::stop_token stop) {
+    activeScanTask = std::make_unique<BackgroundTask>([this, current, task = std::move(task)](std::stop_token stop) {
         const PublishProgress publish = [this, current](const ScanProgress &value) {
             postToMain(this, [this, current, value] {
                 if (current == generation)
                     setProgress(value);
             });
         };
-        std::optional<ScanReport> result = work(stop, publish);
-        if (stop.stop_requested())
+        std::optional<Result> result = task(stop, publish);
+        if (result && stop.stop_requested() && !result->standsWhenCancelled)
             result.reset();
-        postToMain(this, [this, current, result] { finish(current, result); });
+        postToMain(this, [this, current, result = std::move(result)] { finish(current, result); });
     });
     emit scanningChanged();
 }
 
-void ScanState::finish(quint64 finished, std::optional<ScanReport> result)
+void ScanState::finish(quint64 finished, std::optional<Result> result)
 {
     if (finished != generation) {
         retireFinishedTasks();
         return;
     }
     // A cancelled scan shows nothing; either way the task and its progress are done.
-    if (activeScanTask && activeScanTask->isCancelled())
+    if (result && activeScanTask && activeScanTask->isCancelled() && !result->standsWhenCancelled)
         result.reset();
     retiredTasks.push_back(std::move(activeScanTask));
     setProgress(std::nullopt);
     emit scanningChanged();
-    if (result)
-        presentReport(*result);
+    if (result) {
+        if (result->cache)
+            storeCache(*result->cache, result->rebuild);
+        if (result->report)
+            presentReport(*result->report);
+        if (result->then)
+            result->then();
+    }
     retireFinishedTasks();
 }
 
@@ -141,4 +180,24 @@ void ScanState::setDownloadsTidyThreshold(int days)
     defaults.setValue(DefaultsKeys::downloadsTidyThresholdDays, days);
     emit thresholdsChanged();
     rebuildFromCache(QStringLiteral("downloads-tidy"), days);
+}
+
+bool ScanState::hasThreshold(const QString &workflowID)
+{
+    return workflowID == QLatin1String("old-stale-files") || workflowID == QLatin1String("large-file-finder") ||
+           workflowID == QLatin1String("downloads-tidy");
+}
+
+bool ScanState::useThresholdForThisRun(const QString &workflowID, int value)
+{
+    if (workflowID == QLatin1String("old-stale-files"))
+        staleDays = value;
+    else if (workflowID == QLatin1String("large-file-finder"))
+        largeMB = value;
+    else if (workflowID == QLatin1String("downloads-tidy"))
+        tidyDays = value;
+    else
+        return false;
+    emit thresholdsChanged();
+    return true;
 }

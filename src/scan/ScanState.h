@@ -27,6 +27,19 @@ public:
     // Builds a threshold scan's report again from its cached walk.
     using Rebuild = std::function<ScanReport(const QList<FileWalker::WalkedFile> &walked, int threshold)>;
 
+    // What a task hands back to the main thread.
+    struct Result {
+        std::optional<ScanReport> report;
+        // A threshold scan's walk, kept with the way to report it again.
+        std::optional<ScanCache> cache;
+        Rebuild rebuild;
+        // Runs on the main thread once the report is on show (a banner, say).
+        std::function<void()> then;
+        // Work that changed things on disk reports what it did even when it was cancelled part way.
+        bool standsWhenCancelled = false;
+    };
+    using Task = std::function<std::optional<Result>(std::stop_token, const PublishProgress &)>;
+
     static constexpr int staleFloorDays = 180;
     static constexpr int largeFloorMB = 100;
     static constexpr int downloadsTidyFloorDays = 30;
@@ -47,6 +60,12 @@ public:
     void dismissReport();
     // resetScan(), then `work` on a task; its report is presented when it ends uncancelled.
     void runScan(Work work);
+    // A threshold scan: walks `paths` on the scan task, reports the walk through `rebuild` with
+    // `threshold`, and keeps the walk as the cache of `workflowID`.
+    void runThresholdScan(const QString &workflowID, const QStringList &paths, int threshold, Rebuild rebuild);
+    // Runs `task` in the place of the running scan but keeps the cache: the work that follows a report,
+    // like carrying out its planned moves, leaves a later threshold change its walk.
+    void runFollowUp(Task task);
     // Keeps a threshold scan's walk, so a changed threshold reworks the report without walking again.
     void storeCache(const ScanCache &walk, Rebuild rebuild);
 
@@ -56,6 +75,10 @@ public:
     void setStaleThreshold(int days);
     void setLargeFileThreshold(int megabytes);
     void setDownloadsTidyThreshold(int days);
+    // The threshold of the scan `workflowID` for this run of the program only: nothing is stored, so a
+    // one-off value from the command line doesn't become the user's setting. False for a scan without one.
+    bool useThresholdForThisRun(const QString &workflowID, int value);
+    static bool hasThreshold(const QString &workflowID);
 
 signals:
     void activeReportChanged();
@@ -64,7 +87,8 @@ signals:
     void thresholdsChanged();
 
 private:
-    void finish(quint64 generation, std::optional<ScanReport> result);
+    void start(Task task);
+    void finish(quint64 generation, std::optional<Result> result);
     void setProgress(const std::optional<ScanProgress> &value);
     void rebuildFromCache(const QString &workflowID, int threshold);
     void retireFinishedTasks();

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <unistd.h>
@@ -17,7 +18,45 @@ QString xdgFolder(const char *variable, const QString &fallbackBelowHome)
     return QDir::cleanPath(Paths::home() + QLatin1Char('/') + fallbackBelowHome);
 }
 
+// A folder of xdg-user-dirs: the line `XDG_{KEY}_DIR="$HOME/…"` of user-dirs.dirs, else the environment
+// variable of that name (as the xdg-user-dir tool reads it), else `fallbackBelowHome`. A value that names
+// the home folder itself means the folder is switched off; a scan must never take the whole home for it.
+QString userFolder(const QByteArray &key, const QString &fallbackBelowHome)
+{
+    const QByteArray variable = QByteArray("XDG_") + key + QByteArray("_DIR");
+    const QByteArray opening = variable + QByteArray("=\"");
+    QString value;
+    QFile file(xdgFolder("XDG_CONFIG_HOME", QStringLiteral(".config")) + QStringLiteral("/user-dirs.dirs"));
+    if (file.open(QIODevice::ReadOnly)) {
+        while (!file.atEnd()) {
+            const QByteArray line = file.readLine().trimmed();
+            if (!line.startsWith(opening) || !line.endsWith('"'))
+                continue;
+            value = QFile::decodeName(line.mid(variable.size() + 2, line.size() - variable.size() - 3));
+        }
+    }
+    if (value.isEmpty())
+        value = qEnvironmentVariable(variable.constData());
+    const QString home = Paths::home();
+    if (value.startsWith(QLatin1String("$HOME")))
+        value = home + value.mid(5);
+    value = QDir::cleanPath(value);
+    if (value.isEmpty() || !QDir::isAbsolutePath(value) || value == home)
+        return QDir::cleanPath(home + QLatin1Char('/') + fallbackBelowHome);
+    return value;
+}
+
 } // namespace
+
+QString Paths::downloads()
+{
+    return userFolder("DOWNLOAD", QStringLiteral("Downloads"));
+}
+
+QString Paths::documents()
+{
+    return userFolder("DOCUMENTS", QStringLiteral("Documents"));
+}
 
 QString Paths::applicationSupport()
 {

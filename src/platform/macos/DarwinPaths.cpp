@@ -5,6 +5,16 @@
 
 #include <unistd.h>
 
+QString Paths::downloads()
+{
+    return home() + QStringLiteral("/Downloads");
+}
+
+QString Paths::documents()
+{
+    return home() + QStringLiteral("/Documents");
+}
+
 QString Paths::applicationSupport()
 {
     return home() + QStringLiteral("/Library/Application Support/Vantrel");
