@@ -7,6 +7,7 @@
 #include "app/WorkflowCatalog.h"
 #include "app/WorkflowRunner.h"
 #include "quickactions/InstalledBundles.h"
+#include "scan/TidyPlan.h"
 
 #include <algorithm>
 #include <array>
@@ -139,6 +140,27 @@ void AppState::setPackBanner(const std::optional<PackBanner> &value)
 {
     if (assign(banner, value))
         emit packBannerChanged();
+}
+
+void AppState::executePlan(const ScanReport &report)
+{
+    TidyPlan::run(report, *scans, [this](const QString &text, bool failure) {
+        if (failure)
+            showFailure(text);
+        else
+            showSuccess(text);
+    });
+}
+
+bool AppState::confirmAndExecutePlan()
+{
+    const auto &report = scans->activeReport();
+    if (!report || !report->plannedMoves || report->plannedMoves->isEmpty())
+        return false;
+    if (asker.alert(TidyPlan::confirmation(*report)) != 0)
+        return false;
+    executePlan(*report);
+    return true;
 }
 
 void AppState::showFailure(const QString &message)

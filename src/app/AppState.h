@@ -110,6 +110,12 @@ public:
     const std::optional<ScanReport> &activeReport() const { return scans->activeReport(); }
     void resetScan() { scans->resetScan(); }
     void presentReport(const ScanReport &report) { scans->presentReport(report); }
+    // Carries out the planned moves of `report` on the scan task; the report comes back without the files
+    // moved and the banner gives the result.
+    void executePlan(const ScanReport &report);
+    // Asks "Move {n} files?" about the report on show and carries out its plan when the answer is yes.
+    // False when there was nothing to move or the user said no.
+    bool confirmAndExecutePlan();
 
     // Navigation and catalogue.
     std::optional<Destination> selection() const { return selectedDestination; }

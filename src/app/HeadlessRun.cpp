@@ -13,6 +13,8 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
+#include <unistd.h>
+
 namespace {
 
 QJsonObject outcomeObject(const WorkflowRunner::Outcome &outcome)
@@ -63,6 +65,50 @@ QJsonValue bannerJson(const AppState &state)
                        {QStringLiteral("message"), banner->message}};
 }
 
+// The id of the workflow a run names, whether by id or by URL.
+QString workflowIDOf(const HeadlessRun::Options &options)
+{
+    return hasScheme(options.target) ? RunURL::split(options.target).id : options.target;
+}
+
+// A long scan from a terminal shows how far it is on one line of standard error, rewritten in place;
+// piped or redirected, standard error gets nothing.
+class TerminalProgress {
+public:
+    TerminalProgress(ScanState &scans, QTextStream &err) : err(err)
+    {
+        if (::isatty(STDERR_FILENO) == 0)
+            return;
+        connection = QObject::connect(&scans, &ScanState::scanProgressChanged, &scans, [this, &scans] {
+            if (const auto &progress = scans.scanProgress()) {
+                const QString amount = progress->total > 0
+                                           ? QStringLiteral(" %1 of %2").arg(progress->processed).arg(progress->total)
+                                           : QString();
+                this->err << "\r\x1b[K" << progress->title << amount << "…";
+                this->err.flush();
+                shown = true;
+            }
+        });
+    }
+    ~TerminalProgress() { QObject::disconnect(connection); }
+    TerminalProgress(const TerminalProgress &) = delete;
+    TerminalProgress &operator=(const TerminalProgress &) = delete;
+
+    // Clears the line before the result is printed.
+    void finish() const
+    {
+        if (!shown)
+            return;
+        err << "\r\x1b[K";
+        err.flush();
+    }
+
+private:
+    QTextStream &err;
+    QMetaObject::Connection connection;
+    bool shown = false;
+};
+
 } // namespace
 
 std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &arguments, QString *error)
@@ -89,6 +135,17 @@ std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &argume
             if (!value)
                 return std::nullopt;
             (word == QLatin1String("--answers") ? options.answersFile : options.destination) = *value;
+        } else if (!positionalOnly && word == QLatin1String("--threshold")) {
+            const auto value = valueOf(word);
+            if (!value)
+                return std::nullopt;
+            bool ok = false;
+            const int number = value->toInt(&ok);
+            if (!ok || number <= 0) {
+                *error = QStringLiteral("--threshold takes a whole number above 0, not “%1”.").arg(*value);
+                return std::nullopt;
+            }
+            options.threshold = number;
         } else if (!positionalOnly && word == QLatin1String("--set")) {
             const auto value = valueOf(word);
             if (!value)
@@ -184,6 +241,17 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
 
     Defaults defaults(Paths::defaultsFile());
     AppState state(defaults, interaction);
+    if (options->threshold) {
+        const QString id = workflowIDOf(*options);
+        if (!state.scanState().useThresholdForThisRun(id, *options->threshold)) {
+            err << QStringLiteral("--threshold applies to old-stale-files, large-file-finder and downloads-tidy, "
+                                  "not %1.")
+                       .arg(id)
+                << Qt::endl;
+            return 2;
+        }
+    }
+    const TerminalProgress progress(state.scanState(), err);
     const WorkflowRunner::Outcome outcome = state.workflowRunner().handle(urlFor(*options));
     if (std::holds_alternative<WorkflowRunner::ran>(outcome)) {
         if (const auto problem = HeadlessSheets::complete(state, options->settings)) {
@@ -192,6 +260,12 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         }
     }
     runUntilIdle(-1);
+    // A plan of moves is put to the question the window asks; only a yes carries it out.
+    if (const auto &report = state.activeReport(); report && report->kind == ScanReport::Kind::tidy) {
+        if (state.confirmAndExecutePlan())
+            runUntilIdle(-1);
+    }
+    progress.finish();
 
     if (options->json)
         out << QJsonDocument(resultObject(outcome, state)).toJson(QJsonDocument::Indented);

@@ -11,9 +11,10 @@
 
 class AppState;
 
-// `vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--set NAME=VALUE]… [--yes] [--dest DIR] [--json]`:
-// a workflow run without a window, through the same runner, answered by a script;
-// a sheet it opens is filled from the settings and applied.
+// `vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--set NAME=VALUE]… [--threshold N] [--yes]
+// [--dest DIR] [--json]`: a workflow run without a window, through the same runner, answered by a script;
+// a sheet it opens is filled from the settings and applied. A threshold scan takes its threshold for this
+// run from --threshold; a plan of moves is put to the same question as in the window, which --yes answers.
 namespace HeadlessRun {
 
 struct Options {
@@ -22,6 +23,7 @@ struct Options {
     QString answersFile;
     QString destination;
     QList<HeadlessSheets::Setting> settings;
+    std::optional<int> threshold;
     bool assumeYes = false;
     bool json = false;
 };

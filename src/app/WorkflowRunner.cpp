@@ -6,6 +6,8 @@
 #include "app/WorkflowCatalog.h"
 #include "metadata/CleanDuplicateCommentsHandler.h"
 #include "metadata/SpotlightRefresher.h"
+#include "scan/DuplicateScan.h"
+#include "scan/HygieneScans.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -76,10 +78,23 @@ QHash<QString, WorkflowRunner::Handler> buildTable()
     const auto interim = [&add](const char *id) { add(id, notAvailableYet(QString::fromLatin1(id))); };
 
     for (const char *id :
-         {"duplicate-reports", "smart-duplicate-scanner", "old-stale-files", "large-file-finder", "downloads-tidy",
-          "tag-audit", "metadata-export", "metadata-import", "smart-mover", "archive-handler", "project-snapshot",
+         {"metadata-export", "metadata-import", "smart-mover", "archive-handler", "project-snapshot",
           "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
         interim(id);
+
+    const WorkflowRunner::Handler duplicates = [](AppState &state, const QStringList &paths) {
+        DuplicateScan::run(paths, state.scanState());
+    };
+    add("duplicate-reports", duplicates);
+    add("smart-duplicate-scanner", duplicates);
+    add("old-stale-files",
+        [](AppState &state, const QStringList &paths) { HygieneScans::runStale(paths, state.scanState()); });
+    add("large-file-finder",
+        [](AppState &state, const QStringList &paths) { HygieneScans::runLarge(paths, state.scanState()); });
+    add("downloads-tidy",
+        [](AppState &state, const QStringList &paths) { HygieneScans::runTidy(paths, state.scanState()); });
+    add("tag-audit",
+        [](AppState &state, const QStringList &paths) { HygieneScans::runTagAudit(paths, state.scanState()); });
 
     add("clean-duplicate-comments", [](AppState &state, const QStringList &paths) {
         CleanDuplicateCommentsHandler::run(paths, state.scanState());

@@ -194,6 +194,10 @@ void MainWindow::presentReport()
     // The window opens without blocking; closing it dismisses the report.
     results = new WorkflowResultsView(state->scanState(), state->interaction(), this);
     results->setAttribute(Qt::WA_DeleteOnClose);
+    results->setOnExecutePlan([appState = state](const ScanReport &report) {
+        if (appState)
+            appState->executePlan(report);
+    });
     results->show();
 }
 

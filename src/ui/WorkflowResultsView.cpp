@@ -5,6 +5,7 @@
 #include "app/Interaction.h"
 #include "platform/Paths.h"
 #include "scan/ScanState.h"
+#include "scan/TidyPlan.h"
 #include "ui/Reveal.h"
 #include "ui/Symbols.h"
 
@@ -297,19 +298,6 @@ void WorkflowResultsView::confirmPlan()
     if (!scans || !scans->activeReport() || !scans->activeReport()->plannedMoves || !onExecutePlan)
         return;
     const ScanReport report = *scans->activeReport();
-    const qsizetype n = report.plannedMoves->size();
-    quint64 bytes = 0;
-    for (const ScanItem &item : report.items)
-        bytes += item.size;
-    const AlertRequest alert{
-        QStringLiteral("Move %1 files?").arg(n),
-        QStringLiteral(
-            "Vantrel will move %1 item%2 (%3) into ~/Documents/Vantrel Tidy/, organized by file type. Nothing "
-            "is deleted. You can move them back to their original locations any time.")
-            .arg(n)
-            .arg(plural(n))
-            .arg(ByteCountFormatter::format(bytes)),
-        {QStringLiteral("Move Files"), QStringLiteral("Cancel")}};
-    if (interaction.alert(alert) == 0)
+    if (interaction.alert(TidyPlan::confirmation(report)) == 0)
         onExecutePlan(report);
 }

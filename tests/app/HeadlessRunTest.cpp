@@ -64,8 +64,10 @@ TEST(HeadlessRun, ReportsRanWithNoFilesForAnUpperCaseScheme)
     EXPECT_EQ(outcome.value(QStringLiteral("workflowID")).toString(), QStringLiteral("tag-audit"));
     EXPECT_EQ(outcome.value(QStringLiteral("fileCount")).toInt(-1), 0);
     EXPECT_EQ(run.json.value(QStringLiteral("selection")).toString(), QStringLiteral("dashboard"));
-    EXPECT_TRUE(run.json.value(QStringLiteral("report")).isNull());
-    EXPECT_TRUE(run.json.value(QStringLiteral("banner")).isObject());
+    // Nothing selected is nothing walked: an empty report, no banner.
+    EXPECT_EQ(run.json.value(QStringLiteral("report")).toObject().value(QStringLiteral("summary")).toString(),
+              QStringLiteral("No Finder tags found across 0 files."));
+    EXPECT_TRUE(run.json.value(QStringLiteral("banner")).isNull());
 }
 
 TEST(HeadlessRun, PrintsRefusalsAndTheirBanner)

@@ -144,9 +144,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "Route by Config needs at least one selected file or folder."},
         BannerCase{"vantrel://run/multi-compress", "Multi-Compress needs at least one selected file or folder."},
         BannerCase{"vantrel://run/cloud-migrate?files=/tmp", "Cloud Migrate isn't available yet."},
-        BannerCase{"vantrel://run/smart-duplicate-scanner?files=/tmp", "Duplicate Scanner isn't available yet."},
-        BannerCase{"vantrel://run/old-stale-files", "Old & Stale Files isn't available yet."},
-        BannerCase{"vantrel://run/tag-audit", "Tag Audit isn't available yet."}));
+        BannerCase{"vantrel://run/project-detector?files=/tmp", "Project Detector isn't available yet."}));
 
 TEST(WorkflowRunner, LastResortSelectsQuickActionsOnlyForWorkflowsInUse)
 {
