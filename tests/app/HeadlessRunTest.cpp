@@ -1,9 +1,11 @@
 #include "app/HeadlessRun.h"
 
 #include "TestEnvironment.h"
+#include "app/Defaults.h"
 #include "metadata/FinderMetadata.h"
 
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -193,4 +195,75 @@ TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
     QString error;
     EXPECT_FALSE(HeadlessRun::parse({"x", "--set", "=value"}, &error).has_value());
     EXPECT_EQ(error, QStringLiteral("--set takes NAME=VALUE, not “=value”."));
+}
+
+TEST(HeadlessRun, ScansPrintTheirReport)
+{
+    TestEnvironment env;
+    const QString a = env.makeFile(QStringLiteral("tree/a.bin"), QByteArray(2'000'000, 'x'));
+    const QString b = env.makeFile(QStringLiteral("tree/sub/b.bin"), QByteArray(2'000'000, 'x'));
+    const QString tree = env.path(QStringLiteral("tree"));
+
+    const ProcessRun duplicates = vantrel({"run", "duplicate-reports", tree, "--json"});
+    EXPECT_EQ(duplicates.exitCode, 0) << duplicates.err.toStdString();
+    // Standard error isn't a terminal here: no progress lines.
+    EXPECT_TRUE(duplicates.err.isEmpty());
+    const QJsonObject report = duplicates.json.value(QStringLiteral("report")).toObject();
+    EXPECT_EQ(report.value(QStringLiteral("kind")).toString(), QStringLiteral("duplicates"));
+    EXPECT_EQ(report.value(QStringLiteral("summary")).toString(),
+              QStringLiteral("1 duplicate group across 2 files. Removing extras could free 2 MB."));
+
+    const ProcessRun large = vantrel({"run", "large-file-finder", tree, "--threshold", "1"});
+    EXPECT_EQ(large.exitCode, 0);
+    EXPECT_TRUE(large.out.contains(QStringLiteral("2 files larger than 1 MB.")));
+    // The threshold was for that run only.
+    EXPECT_FALSE(Defaults(env.defaults().filePath()).contains(DefaultsKeys::largeFileThresholdMB.name));
+
+    const struct {
+        QStringList arguments;
+        const char *message;
+    } refused[] = {
+        {{"large-file-finder", tree, "--threshold", "0"}, "--threshold takes a whole number above 0, not “0”."},
+        {{"large-file-finder", tree, "--threshold", "ten"}, "--threshold takes a whole number above 0, not “ten”."},
+        {{"tag-audit", tree, "--threshold", "5"},
+         "--threshold applies to old-stale-files, large-file-finder and downloads-tidy, not tag-audit."},
+    };
+    for (const auto &c : refused) {
+        const ProcessRun run = vantrel(QStringList{"run"} + c.arguments);
+        EXPECT_EQ(run.exitCode, 2) << c.message;
+        EXPECT_EQ(run.err.trimmed(), QString::fromUtf8(c.message));
+    }
+}
+
+TEST(HeadlessRun, DownloadsTidyMovesOnlyWithYes)
+{
+    TestEnvironment env;
+    const QString old = env.makeFile(QStringLiteral("Downloads/manual.pdf"), "pdf");
+    QFile file(old);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(file.setFileTime(QDateTime::currentDateTime().addDays(-20), QFileDevice::FileModificationTime));
+    file.close();
+
+    const ProcessRun tooRecent = vantrel({"run", "downloads-tidy", "--yes", "--json"});
+    EXPECT_EQ(tooRecent.exitCode, 0);
+    EXPECT_TRUE(QFile::exists(old));
+
+    const ProcessRun asked = vantrel({"run", "downloads-tidy", "--threshold", "14", "--json"});
+    EXPECT_EQ(asked.exitCode, 0);
+    const QJsonObject plan = asked.json.value(QStringLiteral("report")).toObject();
+    EXPECT_EQ(plan.value(QStringLiteral("plannedMoves")).toArray().size(), 1);
+    EXPECT_TRUE(asked.json.value(QStringLiteral("banner")).isNull());
+    EXPECT_TRUE(QFile::exists(old));
+
+    const ProcessRun moved = vantrel({"run", "downloads-tidy", "--threshold", "14", "--yes", "--json"});
+    EXPECT_EQ(moved.exitCode, 0);
+    EXPECT_EQ(moved.json.value(QStringLiteral("banner")).toObject().value(QStringLiteral("message")).toString(),
+              QStringLiteral("Moved 1 file into ~/Documents/Vantrel Tidy/."));
+    EXPECT_TRUE(moved.json.value(QStringLiteral("report"))
+                    .toObject()
+                    .value(QStringLiteral("plannedMoves"))
+                    .toArray()
+                    .isEmpty());
+    EXPECT_FALSE(QFile::exists(old));
+    EXPECT_TRUE(QFile::exists(env.path(QStringLiteral("Documents/Vantrel Tidy/Old PDFs/manual.pdf"))));
 }

@@ -3,9 +3,15 @@
 #include "ui/ScanProgressCard.h"
 #include "ui/WorkflowResultsView.h"
 
+#include "app/WorkflowRunner.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
@@ -105,6 +111,85 @@ private slots:
         window.resultsView()->reject();
         QVERIFY(!state->activeReport().has_value());
         QTRY_VERIFY(!window.resultsView());
+    }
+
+    void theWindowAndTheCommandLineShowTheSameDuplicates()
+    {
+        TestEnvironment env;
+        env.makeFile(QStringLiteral("tree/a/photo.jpg"), QByteArray(20'000, 'p'));
+        env.makeFile(QStringLiteral("tree/b/photo copy.jpg"), QByteArray(20'000, 'p'));
+        env.makeFile(QStringLiteral("tree/notes.txt"), "same notes");
+        env.makeFile(QStringLiteral("tree/b/notes.txt"), "same notes");
+        env.makeFile(QStringLiteral("tree/b/other.txt"), "other note");
+        const QString tree = env.path(QStringLiteral("tree"));
+
+        QProcess cli;
+        cli.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+                  {QStringLiteral("run"), QStringLiteral("duplicate-reports"), tree, QStringLiteral("--json")});
+        QVERIFY(cli.waitForFinished(30000));
+        QCOMPARE(cli.exitCode(), 0);
+        const QJsonObject report =
+            QJsonDocument::fromJson(cli.readAllStandardOutput()).object().value(QStringLiteral("report")).toObject();
+        // Group label → its rows ("path badge"), as the command line reports them.
+        QMap<QString, QStringList> fromCLI;
+        QHash<QString, QString> labelOf;
+        for (const QJsonValue group : report.value(QStringLiteral("groups")).toArray())
+            labelOf.insert(group[QStringLiteral("id")].toString(), group[QStringLiteral("label")].toString());
+        for (const QJsonValue item : report.value(QStringLiteral("items")).toArray())
+            fromCLI[labelOf.value(item[QStringLiteral("groupID")].toString())].append(
+                item[QStringLiteral("url")].toString() + QLatin1Char(' ') + item[QStringLiteral("badge")].toString());
+        QCOMPARE(fromCLI.size(), 2);
+
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        window.show();
+        state->runWorkflow(QStringLiteral("duplicate-reports"), {tree});
+        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(window.resultsView());
+        QCOMPARE(window.resultsView()->summaryLabel()->text(), report.value(QStringLiteral("summary")).toString());
+        QMap<QString, QStringList> fromWindow;
+        QTreeWidget *rows = window.resultsView()->itemsTree();
+        for (int g = 0; g < rows->topLevelItemCount(); ++g) {
+            QTreeWidgetItem *group = rows->topLevelItem(g);
+            for (int i = 0; i < group->childCount(); ++i)
+                fromWindow[group->text(0)].append(group->child(i)->toolTip(0) + QLatin1Char(' ') +
+                                                  group->child(i)->text(3));
+        }
+        QCOMPARE(fromWindow, fromCLI);
+    }
+
+    void theTidyPlanMovesOnlyAfterTheAlert()
+    {
+        TestEnvironment env;
+        const QString old = env.makeFile(QStringLiteral("Downloads/old.zip"), "zip");
+        QFile file(old);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addDays(-40), QFileDevice::FileModificationTime));
+        file.close();
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        window.show();
+        state->workflowRunner().handle(QStringLiteral("vantrel://run/downloads-tidy"));
+        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(window.resultsView());
+        WorkflowResultsView *view = window.resultsView();
+        QVERIFY(!view->thresholdPicker()->isHidden());
+        QCOMPARE(view->thresholdPicker()->currentText(), QStringLiteral("30 d"));
+        QCOMPARE(view->moveButton()->text(), QStringLiteral("Move 1 file"));
+
+        QTest::mouseClick(view->moveButton(), Qt::LeftButton);
+        QVERIFY(TestEnvironment::runUntilIdle());
+        QCOMPARE(env.interaction().askedAlerts().size(), 1);
+        QCOMPARE(env.interaction().askedAlerts().first().message, QStringLiteral("Move 1 files?"));
+        QVERIFY(QFile::exists(old));
+
+        env.interaction().addAnswer(QStringLiteral("Move 1 files?"), QStringLiteral("Move Files"));
+        QTest::mouseClick(view->moveButton(), Qt::LeftButton);
+        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(!QFile::exists(old));
+        QVERIFY(QFile::exists(env.path(QStringLiteral("Documents/Vantrel Tidy/Old Archives/old.zip"))));
+        QCOMPARE(state->packBanner()->message, QStringLiteral("Moved 1 file into ~/Documents/Vantrel Tidy/."));
+        QVERIFY(view->moveButton()->isHidden());
     }
 
     void theProgressCardShowsWhileAScanRunsAndCancels()
