@@ -11,7 +11,7 @@ packages=(
   attr git zip unzip tar xvfb xauth xdg-utils desktop-file-utils shared-mime-info
 )
 if [ "${WITH_BENCH:-0}" = 1 ]; then
-  packages+=(img2pdf imagemagick)
+  packages+=(img2pdf imagemagick jdupes rdfind fdupes rmlint)
 fi
 if [ "${WITH_LINT:-0}" = 1 ]; then
   packages+=(clang-format clang-tidy)
