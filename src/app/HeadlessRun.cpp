@@ -65,6 +65,49 @@ QJsonValue bannerJson(const AppState &state)
                        {QStringLiteral("message"), banner->message}};
 }
 
+// A report of tens of thousands of rows is megabytes of JSON. Its items are written one at a time into
+// the place the rest of the result leaves for them, so that neither a tree of every item nor the whole
+// text is ever held; the bytes are those QJsonDocument writes for the whole result.
+void writeJsonResult(QTextStream &out, const WorkflowRunner::Outcome &outcome, const AppState &state)
+{
+    static const QByteArray marker = "\"vantrel:report-items\"";
+    QJsonObject result = HeadlessRun::resultObject(outcome, state, false);
+    const auto &report = state.activeReport();
+    if (report) {
+        QJsonObject reportObject = result.value(QStringLiteral("report")).toObject();
+        reportObject.insert(QStringLiteral("items"), QString::fromLatin1(marker.mid(1, marker.size() - 2)));
+        result.insert(QStringLiteral("report"), reportObject);
+    }
+    const QByteArray text = QJsonDocument(result).toJson(QJsonDocument::Indented);
+    result = {};
+    out.flush();
+    QIODevice *device = out.device();
+    const qsizetype at = report ? text.indexOf(marker) : -1;
+    if (!device || at < 0) {
+        out << QString::fromUtf8(text); // a stream on a string, in tests
+        return;
+    }
+    const qsizetype lineStart = text.lastIndexOf('\n', at) + 1;
+    qsizetype depth = 0;
+    while (lineStart + depth < at && text.at(lineStart + depth) == ' ')
+        ++depth;
+    const QByteArray indent(depth, ' ');
+    const QByteArray inner(depth + 4, ' ');
+    device->write(text.constData(), at);
+    device->write("[\n");
+    for (qsizetype i = 0; i < report->items.size(); ++i) {
+        const QByteArray item = QJsonDocument(ScanReport::toJson(report->items[i])).toJson(QJsonDocument::Indented);
+        QByteArray lines;
+        for (const QByteArray &line : item.chopped(1).split('\n'))
+            lines += inner + line + '\n';
+        lines.chop(1);
+        lines += i + 1 < report->items.size() ? ",\n" : "\n";
+        device->write(lines);
+    }
+    device->write(indent + ']');
+    device->write(text.constData() + at + marker.size(), text.size() - at - marker.size());
+}
+
 // The id of the workflow a run names, whether by id or by URL.
 QString workflowIDOf(const HeadlessRun::Options &options)
 {
@@ -183,7 +226,8 @@ QString HeadlessRun::urlFor(const Options &options)
     return RunURL::makeWithOptionalFiles(options.target, options.paths);
 }
 
-QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state)
+QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state,
+                                      bool includeItems)
 {
     QJsonObject result;
     result.insert(QStringLiteral("outcome"), outcomeObject(outcome));
@@ -193,7 +237,7 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
     else
         result.insert(QStringLiteral("selection"), QJsonValue::Null);
     if (const auto &report = state.activeReport())
-        result.insert(QStringLiteral("report"), report->toJson());
+        result.insert(QStringLiteral("report"), report->toJson(includeItems));
     else
         result.insert(QStringLiteral("report"), QJsonValue::Null);
     if (const StitchSession *session = state.stitchSession())
@@ -268,7 +312,7 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     progress.finish();
 
     if (options->json)
-        out << QJsonDocument(resultObject(outcome, state)).toJson(QJsonDocument::Indented);
+        writeJsonResult(out, outcome, state);
     else
         out << resultText(outcome, state) << Qt::endl;
     out.flush();

@@ -36,7 +36,7 @@ std::optional<Options> parse(const QStringList &arguments, QString *error);
 QString urlFor(const Options &options);
 
 // What a finished run shows: the outcome and what it left on the state.
-QJsonObject resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state);
+QJsonObject resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state, bool includeItems = true);
 QString resultText(const WorkflowRunner::Outcome &outcome, const AppState &state);
 
 // Runs and prints. Exit status: 0 ran, 1 ran but ended on a failure banner, 2 refused or bad usage.

@@ -178,20 +178,28 @@ quint64 ScanReport::totalSize() const
     return total;
 }
 
-QJsonObject ScanReport::toJson() const
+QJsonObject ScanReport::toJson(const ScanItem &item)
 {
-    QJsonArray itemArray;
-    for (const ScanItem &item : items)
-        itemArray.append(itemJson(item));
-    return {{QStringLiteral("id"), uuidText(id)},
+    return itemJson(item);
+}
+
+QJsonObject ScanReport::toJson(bool includeItems) const
+{
+    QJsonObject object{{QStringLiteral("id"), uuidText(id)},
             {QStringLiteral("workflowID"), workflowID},
             {QStringLiteral("title"), title},
             {QStringLiteral("summary"), summary},
             {QStringLiteral("generatedAt"), dateValue(generatedAt)},
-            {QStringLiteral("kind"), toString(kind)},
-            {QStringLiteral("items"), itemArray},
-            {QStringLiteral("groups"), arrayOrNull(groups, &groupJson)},
-            {QStringLiteral("plannedMoves"), arrayOrNull(plannedMoves, &moveJson)}};
+                       {QStringLiteral("kind"), toString(kind)},
+                       {QStringLiteral("groups"), arrayOrNull(groups, &groupJson)},
+                       {QStringLiteral("plannedMoves"), arrayOrNull(plannedMoves, &moveJson)}};
+    if (includeItems) {
+        QJsonArray itemArray;
+        for (const ScanItem &item : items)
+            itemArray.append(itemJson(item));
+        object.insert(QStringLiteral("items"), itemArray);
+    }
+    return object;
 }
 
 std::optional<ScanReport> ScanReport::fromJson(const QJsonObject &object)

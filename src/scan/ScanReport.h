@@ -88,7 +88,9 @@ struct ScanReport {
 
     // Keys are the member names. Dates are ISO 8601 in UTC with milliseconds; an absent optional is null;
     // sizes are JSON integers; UUIDs are upper-case without braces.
-    QJsonObject toJson() const;
+    // Without items, the key "items" is left out: a writer of a very long report streams them itself.
+    QJsonObject toJson(bool includeItems = true) const;
+    static QJsonObject toJson(const ScanItem &item);
     // Nothing when the object isn't a report: no known kind, no valid date, or items that aren't objects.
     static std::optional<ScanReport> fromJson(const QJsonObject &object);
 

@@ -4,6 +4,7 @@
 #include "app/Defaults.h"
 #include "metadata/FinderMetadata.h"
 
+#include <QBuffer>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -266,4 +267,30 @@ TEST(HeadlessRun, DownloadsTidyMovesOnlyWithYes)
                     .isEmpty());
     EXPECT_FALSE(QFile::exists(old));
     EXPECT_TRUE(QFile::exists(env.path(QStringLiteral("Documents/Vantrel Tidy/Old PDFs/manual.pdf"))));
+}
+
+TEST(HeadlessRun, AStreamedReportIsTheJsonQtWouldWriteForTheWholeResult)
+{
+    TestEnvironment env;
+    env.makeFile(QStringLiteral("dups/ä one"), "same");
+    env.makeFile(QStringLiteral("dups/\"two\"\\"), "same");
+    env.makeFile(QStringLiteral("dups/three\t"), "same");
+    env.makeFile(QStringLiteral("single/only"), "one");
+    for (const char *folder : {"dups", "single"}) {
+        QBuffer buffer;
+        buffer.open(QIODevice::WriteOnly);
+        QTextStream out(&buffer);
+        QString errors;
+        QTextStream err(&errors);
+        ASSERT_EQ(HeadlessRun::run({"duplicate-reports", env.path(QString::fromLatin1(folder)), "--json"}, out, err),
+                  0);
+        out.flush();
+        const QByteArray written = buffer.data();
+        QJsonParseError parsed{};
+        const QJsonDocument document = QJsonDocument::fromJson(written, &parsed);
+        ASSERT_EQ(parsed.error, QJsonParseError::NoError) << written.toStdString();
+        EXPECT_EQ(document.toJson(QJsonDocument::Indented), written);
+        const QJsonArray items = document.object()[QStringLiteral("report")][QStringLiteral("items")].toArray();
+        EXPECT_EQ(items.size(), QByteArray(folder) == "dups" ? 3 : 0);
+    }
 }
