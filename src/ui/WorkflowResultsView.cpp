@@ -13,6 +13,8 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QDialogButtonBox>
+#include <QFileInfo>
+#include <QHash>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -217,6 +219,18 @@ void WorkflowResultsView::fillThreshold(ScanReport::Kind kind)
 void WorkflowResultsView::fillItems(const ScanReport &report)
 {
     tree->clear();
+    // A planned move is shown on the row of the file it moves: where it goes and why.
+    QHash<QString, PlannedMove> moveOf;
+    for (const PlannedMove &planned : report.plannedMoves.value_or(QList<PlannedMove>()))
+        moveOf.insert(planned.source, planned);
+    const auto row = [&moveOf](const ScanItem &item) {
+        QTreeWidgetItem *shown = rowFor(item);
+        if (const auto found = moveOf.constFind(item.url); found != moveOf.constEnd()) {
+            shown->setText(3, QStringLiteral("→ %1").arg(Paths::displayPath(QFileInfo(found->destination).path())));
+            shown->setToolTip(3, QStringLiteral("%1, %2").arg(Paths::displayPath(found->destination), found->reason));
+        }
+        return shown;
+    };
     if (report.groups) {
         tree->setRootIsDecorated(true);
         for (const ScanGroup &group : *report.groups) {
@@ -227,7 +241,7 @@ void WorkflowResultsView::fillItems(const ScanReport &report)
             header->setFont(0, bold);
             for (const ScanItem &item : report.items) {
                 if (item.groupID == group.id)
-                    header->addChild(rowFor(item));
+                    header->addChild(row(item));
             }
             tree->addTopLevelItem(header);
             header->setExpanded(true);
@@ -235,16 +249,7 @@ void WorkflowResultsView::fillItems(const ScanReport &report)
     } else {
         tree->setRootIsDecorated(false);
         for (const ScanItem &item : report.items)
-            tree->addTopLevelItem(rowFor(item));
-    }
-    if (report.plannedMoves) {
-        for (const PlannedMove &planned : *report.plannedMoves) {
-            auto *row = new QTreeWidgetItem({QStringLiteral("%1 → %2").arg(Paths::displayPath(planned.source),
-                                                                           Paths::displayPath(planned.destination)),
-                                             QString(), QString(), planned.reason});
-            row->setFlags(Qt::ItemIsEnabled);
-            tree->addTopLevelItem(row);
-        }
+            tree->addTopLevelItem(row(item));
     }
     tree->resizeColumnToContents(1);
     tree->resizeColumnToContents(2);
