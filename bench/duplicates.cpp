@@ -26,8 +26,8 @@
 #include <set>
 #include <vector>
 
+#include <ctime>
 #include <fcntl.h>
-#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,34 +43,120 @@ struct Measure {
     int status = -1;
 };
 
-// Runs a program with its standard output in `output`, and reports its wall time and its own peak memory.
-Measure measure(const QStringList &command, const QString &output, const QString &workingFolder)
-{
-    QElapsedTimer timer;
-    timer.start();
-    const pid_t child = fork();
-    if (child == 0) {
-        std::vector<QByteArray> words;
-        for (const QString &word : command)
-            words.push_back(word.toLocal8Bit());
-        std::vector<char *> argv;
-        for (QByteArray &word : words)
-            argv.push_back(word.data());
-        argv.push_back(nullptr);
-        const int out = ::open(QFile::encodeName(output).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const int null = ::open("/dev/null", O_WRONLY);
-        if (out < 0 || null < 0 || ::chdir(QFile::encodeName(workingFolder).constData()) != 0)
-            _exit(126);
-        ::dup2(out, STDOUT_FILENO);
-        ::dup2(null, STDERR_FILENO);
-        execvp(argv[0], argv.data());
-        _exit(127);
+// Starts every measured program. It is forked before the bench allocates anything, because a child
+// starts with its parent's resident memory and the kernel counts that towards the child's peak: forked
+// from the bench after a corpus was built, even `true` would seem to need tens of megabytes.
+class Launcher {
+public:
+    Launcher()
+    {
+        int requests[2];
+        int replies[2];
+        if (::pipe(requests) != 0 || ::pipe(replies) != 0)
+            std::abort();
+        child = fork();
+        if (child == 0) {
+            ::close(requests[1]);
+            ::close(replies[0]);
+            serve(requests[0], replies[1]);
+            _exit(0);
+        }
+        ::close(requests[0]);
+        ::close(replies[1]);
+        toLauncher = requests[1];
+        fromLauncher = replies[0];
     }
-    int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
-    return {double(timer.nsecsElapsed()) / 1e9, usage.ru_maxrss, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
-}
+
+    ~Launcher()
+    {
+        ::close(toLauncher);
+        ::close(fromLauncher);
+        ::waitpid(child, nullptr, 0);
+    }
+
+    // Runs a program with its standard output in `output`, and reports its wall time and its peak memory.
+    Measure run(const QStringList &command, const QString &output, const QString &workingFolder) const
+    {
+        QByteArray request = QFile::encodeName(workingFolder) + '\0' + QFile::encodeName(output) + '\0';
+        for (const QString &word : command)
+            request += word.toLocal8Bit() + '\0';
+        const quint32 size = quint32(request.size());
+        Measure result;
+        if (!writeAll(toLauncher, &size, sizeof size) || !writeAll(toLauncher, request.constData(), size) ||
+            !readAll(fromLauncher, &result, sizeof result))
+            std::abort();
+        return result;
+    }
+
+private:
+    static bool writeAll(int fd, const void *data, size_t size)
+    {
+        const auto *bytes = static_cast<const char *>(data);
+        while (size > 0) {
+            const ssize_t done = ::write(fd, bytes, size);
+            if (done <= 0)
+                return false;
+            bytes += done;
+            size -= size_t(done);
+        }
+        return true;
+    }
+
+    static bool readAll(int fd, void *data, size_t size)
+    {
+        auto *bytes = static_cast<char *>(data);
+        while (size > 0) {
+            const ssize_t done = ::read(fd, bytes, size);
+            if (done <= 0)
+                return false;
+            bytes += done;
+            size -= size_t(done);
+        }
+        return true;
+    }
+
+    // The launcher's loop: plain system calls and one fixed buffer, so that it stays a few pages.
+    static void serve(int requests, int replies)
+    {
+        static char buffer[1 << 16];
+        quint32 size = 0;
+        while (readAll(requests, &size, sizeof size)) {
+            if (size >= sizeof buffer || !readAll(requests, buffer, size))
+                return;
+            char *words[64];
+            int count = 0;
+            for (quint32 at = 0; at < size && count < 63; at += quint32(std::strlen(buffer + at)) + 1)
+                words[count++] = buffer + at;
+            words[count] = nullptr;
+            timespec start{};
+            timespec end{};
+            clock_gettime(CLOCK_MONOTONIC, &start);
+            const pid_t program = fork();
+            if (program == 0) {
+                const int out = ::open(words[1], O_WRONLY | O_CREAT | O_TRUNC, 0644);
+                const int null = ::open("/dev/null", O_WRONLY);
+                if (out < 0 || null < 0 || ::chdir(words[0]) != 0)
+                    _exit(126);
+                ::dup2(out, STDOUT_FILENO);
+                ::dup2(null, STDERR_FILENO);
+                execvp(words[2], words + 2);
+                _exit(127);
+            }
+            int status = 0;
+            rusage usage{};
+            wait4(program, &status, 0, &usage);
+            clock_gettime(CLOCK_MONOTONIC, &end);
+            const Measure result{double(end.tv_sec - start.tv_sec) + double(end.tv_nsec - start.tv_nsec) / 1e9,
+                                 usage.ru_maxrss, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+            if (!writeAll(replies, &result, sizeof result))
+                return;
+        }
+    }
+
+    pid_t child = -1;
+    int toLauncher = -1;
+    int fromLauncher = -1;
+};
 
 bool dropCaches()
 {
@@ -207,7 +293,8 @@ Groups vantrelGroups(const QString &output)
 {
     QFile file(output);
     file.open(QIODevice::ReadOnly);
-    const QJsonObject report = QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("report")).toObject();
+    const QJsonObject report =
+        QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("report")).toObject();
     std::map<QString, Group> byGroup;
     for (const QJsonValue item : report.value(QStringLiteral("items")).toArray())
         byGroup[item[QStringLiteral("groupID")].toString()].insert(item[QStringLiteral("url")].toString());
@@ -239,8 +326,12 @@ std::vector<Tool> tools()
          [](const QString &out, const QString &) { return blankLineGroups(out); }},
         {QStringLiteral("rdfind"),
          [](const QString &, const QString &folder, const QString &scratch) {
-             return QStringList{QStringLiteral("rdfind"), QStringLiteral("-dryrun"), QStringLiteral("true"),
-                                QStringLiteral("-outputname"), scratch + QStringLiteral("/rdfind.txt"), folder};
+             return QStringList{QStringLiteral("rdfind"),
+                                QStringLiteral("-dryrun"),
+                                QStringLiteral("true"),
+                                QStringLiteral("-outputname"),
+                                scratch + QStringLiteral("/rdfind.txt"),
+                                folder};
          },
          [](const QString &, const QString &scratch) { return rdfindGroups(scratch + QStringLiteral("/rdfind.txt")); }},
         {QStringLiteral("fdupes -r"),
@@ -250,8 +341,11 @@ std::vector<Tool> tools()
          [](const QString &out, const QString &) { return blankLineGroups(out); }},
         {QStringLiteral("rmlint"),
          [](const QString &, const QString &folder, const QString &scratch) {
-             return QStringList{QStringLiteral("rmlint"), QStringLiteral("-T"), QStringLiteral("df"),
-                                QStringLiteral("-o"), QStringLiteral("fdupes:") + scratch + QStringLiteral("/rmlint.txt"),
+             return QStringList{QStringLiteral("rmlint"),
+                                QStringLiteral("-T"),
+                                QStringLiteral("df"),
+                                QStringLiteral("-o"),
+                                QStringLiteral("fdupes:") + scratch + QStringLiteral("/rmlint.txt"),
                                 folder};
          },
          [](const QString &, const QString &scratch) {
@@ -289,9 +383,7 @@ void buildMedium(Corpus &corpus, int count)
 
 int main(int argc, char *argv[])
 {
-    // Buffers of generated files are handed back to the system when freed: a child forked later starts
-    // with this process's resident memory, and it would count towards every tool's peak.
-    ::mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+    const Launcher launcher;
     QCoreApplication app(argc, argv);
     QTextStream out(stdout);
     double scale = 1;
@@ -321,8 +413,7 @@ int main(int argc, char *argv[])
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(root + QStringLiteral("/home/.config")));
     qputenv("XDG_DATA_HOME", QFile::encodeName(root + QStringLiteral("/home/.local/share")));
     const bool cold = dropCaches();
-    out << "Page cache: " << (cold ? "dropped before each run (cold reads)" : "not droppable; runs read warm")
-        << "\n";
+    out << "Page cache: " << (cold ? "dropped before each run (cold reads)" : "not droppable; runs read warm") << "\n";
 
     struct Spec {
         const char *name;
@@ -343,7 +434,8 @@ int main(int argc, char *argv[])
         building.start();
         specs[c].build(corpus, std::max(specs[c].files, 2));
         const Groups answer = corpus.answer();
-        out << "\n" << specs[c].name << " (" << corpus.files() << " files, " << answer.size() << " groups, built in "
+        out << "\n"
+            << specs[c].name << " (" << corpus.files() << " files, " << answer.size() << " groups, built in "
             << QString::number(double(building.elapsed()) / 1000, 'f', 1) << " s)\n";
         out << QStringLiteral("  %1 %2 %3 %4  %5\n")
                    .arg(QStringLiteral("tool"), -12)
@@ -361,7 +453,7 @@ int main(int argc, char *argv[])
             if (cold)
                 dropCaches();
             const QString output = scratch + QStringLiteral("/stdout");
-            const Measure run = measure(tool.command(vantrel, corpus.folder(), scratch), output, scratch);
+            const Measure run = launcher.run(tool.command(vantrel, corpus.folder(), scratch), output, scratch);
             const Groups found = tool.parse(output, scratch);
             const bool agrees = found == answer;
             allAgree = allAgree && agrees;
@@ -376,7 +468,7 @@ int main(int argc, char *argv[])
                        .arg(ours > 0 ? run.seconds / ours : 0, 10, 'f', 2)
                        .arg(run.status == 127 ? QStringLiteral("not installed")
                             : agrees          ? QStringLiteral("%1, same as built").arg(found.size())
-                                              : QStringLiteral("%1, DIFFERENT (exit %2)").arg(found.size()).arg(run.status));
+                                     : QStringLiteral("%1, DIFFERENT (exit %2)").arg(found.size()).arg(run.status));
             out.flush();
         }
         const bool faster = ours > 0 && ours < fastestPeer;
@@ -386,7 +478,7 @@ int main(int argc, char *argv[])
         out.flush();
         QDir(corpus.folder()).removeRecursively();
     }
-    out << "\n" << (allAgree ? "All tools found the groups each corpus was built with." : "Some tool disagreed.")
-        << "\n";
+    out << "\n"
+        << (allAgree ? "All tools found the groups each corpus was built with." : "Some tool disagreed.") << "\n";
     return allAgree && allFaster ? 0 : 1;
 }
