@@ -226,8 +226,7 @@ QString HeadlessRun::urlFor(const Options &options)
     return RunURL::makeWithOptionalFiles(options.target, options.paths);
 }
 
-QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state,
-                                      bool includeItems)
+QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, const AppState &state, bool includeItems)
 {
     QJsonObject result;
     result.insert(QStringLiteral("outcome"), outcomeObject(outcome));

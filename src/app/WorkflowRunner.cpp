@@ -77,9 +77,8 @@ QHash<QString, WorkflowRunner::Handler> buildTable()
     };
     const auto interim = [&add](const char *id) { add(id, notAvailableYet(QString::fromLatin1(id))); };
 
-    for (const char *id :
-         {"metadata-export", "metadata-import", "smart-mover", "archive-handler", "project-snapshot",
-          "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
+    for (const char *id : {"metadata-export", "metadata-import", "smart-mover", "archive-handler", "project-snapshot",
+                           "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
         interim(id);
 
     const WorkflowRunner::Handler duplicates = [](AppState &state, const QStringList &paths) {

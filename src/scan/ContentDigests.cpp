@@ -231,8 +231,8 @@ struct DigestHash {
 
 QString ContentDigests::hexText(const Digest &digest)
 {
-    return QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(digest.data()), qsizetype(digest.size()))
-                                   .toHex());
+    return QString::fromLatin1(
+        QByteArray(reinterpret_cast<const char *>(digest.data()), qsizetype(digest.size())).toHex());
 }
 
 std::optional<Digest> ContentDigests::sha256(const QString &path)
@@ -241,9 +241,9 @@ std::optional<Digest> ContentDigests::sha256(const QString &path)
     return reader.whole(path, std::stop_token());
 }
 
-std::optional<std::vector<std::vector<int>>>
-ContentDigests::identicalGroups(const QList<WalkedFile> &files, std::stop_token stop, const Progress &progress,
-                                Options options)
+std::optional<std::vector<std::vector<int>>> ContentDigests::identicalGroups(const QList<WalkedFile> &files,
+                                                                             std::stop_token stop,
+                                                                             const Progress &progress, Options options)
 {
     enum class State : unsigned char { unread, probed, digested, unreadable };
 

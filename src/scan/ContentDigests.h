@@ -40,7 +40,7 @@ using Progress = std::function<void(int processed, int total)>;
 // The lists come in no particular order. A path that stands twice in `files` is read once and counts as
 // two entries; a file that can't be read belongs to no list. Nothing when stopped.
 std::optional<std::vector<std::vector<int>>> identicalGroups(const QList<FileWalker::WalkedFile> &files,
-                                                              std::stop_token stop, const Progress &progress = {},
-                                                              Options options = {});
+                                                             std::stop_token stop, const Progress &progress = {},
+                                                             Options options = {});
 
 } // namespace ContentDigests

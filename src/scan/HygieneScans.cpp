@@ -142,8 +142,7 @@ ScanReport HygieneScans::tidy(const WalkedFiles &walked, int days, const QDateTi
     if (n > 0)
         result.summary = QStringLiteral("Would move %1 item%2 (%3) into %4/. Nothing happens until you confirm.")
                              .arg(n)
-                             .arg(plural(n), ByteCountFormatter::format(result.totalSize()),
-                                  Paths::displayPath(root));
+                             .arg(plural(n), ByteCountFormatter::format(result.totalSize()), Paths::displayPath(root));
     else
         result.summary = QStringLiteral("%1 file%2 scanned. Nothing older than %3 days in the supported categories "
                                         "(PDFs, images, archives, installers, audio, video, docs).")
@@ -196,19 +195,20 @@ ScanReport HygieneScans::tagAudit(const WalkedFiles &walked, const TagReader &re
     }
     result.groups = groups;
     const qsizetype n = walked.size();
-    result.summary =
-        tags.isEmpty()
-            ? QStringLiteral("No Finder tags found across %1 file%2.").arg(n).arg(plural(n))
-            : QStringLiteral("%1 unique tag%2 across %3 of %4 files.").arg(tags.size()).arg(plural(tags.size())).arg(tagged).arg(n);
+    result.summary = tags.isEmpty() ? QStringLiteral("No Finder tags found across %1 file%2.").arg(n).arg(plural(n))
+                                    : QStringLiteral("%1 unique tag%2 across %3 of %4 files.")
+                                          .arg(tags.size())
+                                          .arg(plural(tags.size()))
+                                          .arg(tagged)
+                                          .arg(n);
     return result;
 }
 
 void HygieneScans::runStale(const QStringList &paths, ScanState &scans)
 {
-    scans.runThresholdScan(QStringLiteral("old-stale-files"), paths, scans.staleThresholdDays(),
-                           [](const WalkedFiles &walked, int days) {
-                               return stale(walked, days, QDateTime::currentDateTime());
-                           });
+    scans.runThresholdScan(
+        QStringLiteral("old-stale-files"), paths, scans.staleThresholdDays(),
+        [](const WalkedFiles &walked, int days) { return stale(walked, days, QDateTime::currentDateTime()); });
 }
 
 void HygieneScans::runLarge(const QStringList &paths, ScanState &scans)
@@ -220,32 +220,32 @@ void HygieneScans::runTidy(const QStringList &paths, ScanState &scans)
 {
     const QStringList walked = paths.isEmpty() ? QStringList{Paths::downloads()} : paths;
     const QString root = tidyRoot();
-    scans.runThresholdScan(QStringLiteral("downloads-tidy"), walked, scans.downloadsTidyThresholdDays(),
-                           [root](const WalkedFiles &files, int days) {
-                               return tidy(files, days, QDateTime::currentDateTime(), root);
-                           });
+    scans.runThresholdScan(
+        QStringLiteral("downloads-tidy"), walked, scans.downloadsTidyThresholdDays(),
+        [root](const WalkedFiles &files, int days) { return tidy(files, days, QDateTime::currentDateTime(), root); });
 }
 
 void HygieneScans::runTagAudit(const QStringList &paths, ScanState &scans)
 {
-    scans.runScan([paths](std::stop_token stop, const ScanState::PublishProgress &publish) -> std::optional<ScanReport> {
-        const WalkedFiles walked = FileWalker::walk(paths, stop);
-        if (stop.stop_requested())
-            return std::nullopt;
-        const ProgressThrottle throttle(int(walked.size()));
-        int index = 0;
-        MetadataBackend &backend = MetadataBackend::system();
-        // Reading a tag is a system call per file: the loop publishes progress and stops when asked.
-        ScanReport report = tagAudit(walked, [&](const QString &path) -> QStringList {
+    scans.runScan(
+        [paths](std::stop_token stop, const ScanState::PublishProgress &publish) -> std::optional<ScanReport> {
+            const WalkedFiles walked = FileWalker::walk(paths, stop);
             if (stop.stop_requested())
-                return {};
-            if (publish && throttle.shouldPublish(index))
-                publish({QStringLiteral("Reading tags"), index + 1, int(walked.size())});
-            ++index;
-            return backend.readTags(path);
+                return std::nullopt;
+            const ProgressThrottle throttle(int(walked.size()));
+            int index = 0;
+            MetadataBackend &backend = MetadataBackend::system();
+            // Reading a tag is a system call per file: the loop publishes progress and stops when asked.
+            ScanReport report = tagAudit(walked, [&](const QString &path) -> QStringList {
+                if (stop.stop_requested())
+                    return {};
+                if (publish && throttle.shouldPublish(index))
+                    publish({QStringLiteral("Reading tags"), index + 1, int(walked.size())});
+                ++index;
+                return backend.readTags(path);
+            });
+            if (stop.stop_requested())
+                return std::nullopt;
+            return report;
         });
-        if (stop.stop_requested())
-            return std::nullopt;
-        return report;
-    });
 }

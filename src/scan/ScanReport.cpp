@@ -186,10 +186,10 @@ QJsonObject ScanReport::toJson(const ScanItem &item)
 QJsonObject ScanReport::toJson(bool includeItems) const
 {
     QJsonObject object{{QStringLiteral("id"), uuidText(id)},
-            {QStringLiteral("workflowID"), workflowID},
-            {QStringLiteral("title"), title},
-            {QStringLiteral("summary"), summary},
-            {QStringLiteral("generatedAt"), dateValue(generatedAt)},
+                       {QStringLiteral("workflowID"), workflowID},
+                       {QStringLiteral("title"), title},
+                       {QStringLiteral("summary"), summary},
+                       {QStringLiteral("generatedAt"), dateValue(generatedAt)},
                        {QStringLiteral("kind"), toString(kind)},
                        {QStringLiteral("groups"), arrayOrNull(groups, &groupJson)},
                        {QStringLiteral("plannedMoves"), arrayOrNull(plannedMoves, &moveJson)}};

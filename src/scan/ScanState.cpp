@@ -70,8 +70,8 @@ void ScanState::runScan(Work work)
 void ScanState::runThresholdScan(const QString &workflowID, const QStringList &paths, int threshold, Rebuild rebuild)
 {
     resetScan();
-    start([workflowID, paths, threshold, rebuild = std::move(rebuild)](
-              std::stop_token stop, const PublishProgress &) -> std::optional<Result> {
+    start([workflowID, paths, threshold,
+           rebuild = std::move(rebuild)](std::stop_token stop, const PublishProgress &) -> std::optional<Result> {
         QList<FileWalker::WalkedFile> walked = FileWalker::walk(paths, stop);
         if (stop.stop_requested())
             return std::nullopt;

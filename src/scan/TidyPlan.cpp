@@ -121,8 +121,8 @@ void TidyPlan::run(const ScanReport &report, ScanState &scans,
                    std::function<void(const QString &text, bool failure)> announce)
 {
     const QList<PlannedMove> moves = report.plannedMoves.value_or(QList<PlannedMove>());
-    scans.runFollowUp([report, moves, announce = std::move(announce)](
-                          std::stop_token stop, const ScanState::PublishProgress &publish) {
+    scans.runFollowUp([report, moves, announce = std::move(announce)](std::stop_token stop,
+                                                                      const ScanState::PublishProgress &publish) {
         const Outcome outcome = execute(moves, stop, [&publish](int done, int total) {
             if (publish)
                 publish({QStringLiteral("Moving files"), done, total});

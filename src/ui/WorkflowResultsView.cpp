@@ -14,8 +14,8 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFileInfo>
-#include <QHash>
 #include <QHBoxLayout>
+#include <QHash>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>

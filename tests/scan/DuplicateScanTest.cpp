@@ -110,9 +110,9 @@ TEST_P(IdenticalGroups, AreWhatHashingEveryFileWholeGives)
     TestEnvironment env;
     buildTrickyTree(env);
     // The folder twice, one of its subfolders a third time, one file by name.
-    const QList<WalkedFile> walked = FileWalker::walk(
-        {env.path(QStringLiteral("t")), env.path(QStringLiteral("t")), env.path(QStringLiteral("t/sub")),
-         env.path(QStringLiteral("t/big-last-byte"))});
+    const QList<WalkedFile> walked =
+        FileWalker::walk({env.path(QStringLiteral("t")), env.path(QStringLiteral("t")),
+                          env.path(QStringLiteral("t/sub")), env.path(QStringLiteral("t/big-last-byte"))});
     ASSERT_GT(walked.size(), 100);
 
     const auto found = ContentDigests::identicalGroups(walked, {}, {}, {GetParam()});
@@ -170,14 +170,13 @@ TEST(IdenticalGroups, PublishAboutSixtyTimesUpToTheTotal)
     const QList<WalkedFile> walked = FileWalker::walk({env.path(QStringLiteral("p"))});
     std::mutex guard;
     QList<int> published;
-    const auto found = ContentDigests::identicalGroups(
-        walked, {},
-        [&](int processed, int total) {
-            EXPECT_EQ(total, 600);
-            const std::lock_guard lock(guard);
-            published.append(processed);
-        },
-        {4});
+    const auto found = ContentDigests::identicalGroups(walked, {},
+                                                       [&](int processed, int total) {
+                                                           EXPECT_EQ(total, 600);
+                                                           const std::lock_guard lock(guard);
+                                                           published.append(processed);
+                                                       },
+                                                       {4});
     ASSERT_TRUE(found.has_value());
     ASSERT_FALSE(published.isEmpty());
     EXPECT_LE(published.size(), 61);
@@ -203,19 +202,17 @@ TEST(DuplicateScan, LargestGroupFirstWithOriginalsAndWhatRemovingExtrasFrees)
     const QByteArray ten(10'000'000, 'T');
     const QByteArray one(1'000'000, 'O');
     // Walk order, not age or path, decides the original: the selection is given in this order.
-    const QStringList paths{env.makeFile(QStringLiteral("z/one-first"), one),
-                            env.makeFile(QStringLiteral("y/ten-first"), ten),
-                            env.makeFile(QStringLiteral("a/ten-second"), ten), env.makeFile(QStringLiteral("one-2"), one),
-                            env.makeFile(QStringLiteral("ten-third"), ten),
-                            env.makeFile(QStringLiteral("single"), QByteArray(5, 's'))};
+    const QStringList paths{
+        env.makeFile(QStringLiteral("z/one-first"), one),  env.makeFile(QStringLiteral("y/ten-first"), ten),
+        env.makeFile(QStringLiteral("a/ten-second"), ten), env.makeFile(QStringLiteral("one-2"), one),
+        env.makeFile(QStringLiteral("ten-third"), ten),    env.makeFile(QStringLiteral("single"), QByteArray(5, 's'))};
     const auto report = DuplicateScan::scan(paths, {});
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(report->workflowID, QStringLiteral("duplicate-reports"));
     EXPECT_EQ(report->title, QStringLiteral("Duplicate Reports"));
     EXPECT_EQ(report->kind, ScanReport::Kind::duplicates);
     EXPECT_FALSE(report->plannedMoves.has_value());
-    EXPECT_EQ(report->summary,
-              QStringLiteral("2 duplicate groups across 5 files. Removing extras could free 21 MB."));
+    EXPECT_EQ(report->summary, QStringLiteral("2 duplicate groups across 5 files. Removing extras could free 21 MB."));
     ASSERT_TRUE(report->groups.has_value());
     ASSERT_EQ(report->groups->size(), 2);
     EXPECT_EQ(report->groups->at(0).label, QStringLiteral("3 copies · ten-first"));
@@ -259,8 +256,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         SummaryCase{"nothing", [](TestEnvironment &env) { return QStringList{env.path(QStringLiteral("gone"))}; },
                     "No files in the selection to scan.", 0},
-        SummaryCase{"oneFile",
-                    [](TestEnvironment &env) { return QStringList{env.makeFile(QStringLiteral("a"), "a")}; },
+        SummaryCase{"oneFile", [](TestEnvironment &env) { return QStringList{env.makeFile(QStringLiteral("a"), "a")}; },
                     "No duplicates found in the selection.", 0},
         SummaryCase{"twoEmptyFiles",
                     [](TestEnvironment &env) {

@@ -45,11 +45,12 @@ void touch(const QString &path, const QDateTime &date)
 TEST(StaleScan, TheCutoffIsStrictAndTheOldestComesFirst)
 {
     const QDateTime cutoff = HygieneScans::cutoff(now, 180);
-    const ScanReport report = HygieneScans::stale(
-        {dated(QStringLiteral("at-cutoff"), cutoff), dated(QStringLiteral("second-before"), cutoff.addSecs(-1)),
-         dated(QStringLiteral("ancient"), now.addDays(-800)), {QStringLiteral("/data/undated"), 1, std::nullopt},
-         dated(QStringLiteral("fresh"), now)},
-        180, now);
+    const ScanReport report = HygieneScans::stale({dated(QStringLiteral("at-cutoff"), cutoff),
+                                                   dated(QStringLiteral("second-before"), cutoff.addSecs(-1)),
+                                                   dated(QStringLiteral("ancient"), now.addDays(-800)),
+                                                   {QStringLiteral("/data/undated"), 1, std::nullopt},
+                                                   dated(QStringLiteral("fresh"), now)},
+                                                  180, now);
     EXPECT_EQ(names(report), (QStringList{"ancient", "second-before"}));
     EXPECT_EQ(report.items[0].badge, QStringLiteral("2 yr+ old"));
     EXPECT_EQ(report.items[1].badge, QStringLiteral("180 days old"));
@@ -86,8 +87,8 @@ TEST(LargeScan, KeepsTheLimitItselfLargestFirst)
 {
     const quint64 gib = 1'073'741'824;
     const ScanReport report =
-        HygieneScans::large({dated(QStringLiteral("just-under"), now, gib - 1), dated(QStringLiteral("exact"), now, gib),
-                             dated(QStringLiteral("huge"), now, 5 * gib)},
+        HygieneScans::large({dated(QStringLiteral("just-under"), now, gib - 1),
+                             dated(QStringLiteral("exact"), now, gib), dated(QStringLiteral("huge"), now, 5 * gib)},
                             1024);
     EXPECT_EQ(names(report), (QStringList{"huge", "exact"}));
     EXPECT_EQ(report.items[0].badge, std::nullopt);
@@ -108,21 +109,22 @@ TEST_P(TidyCategories, GoByTheLastExtensionInAnyCase)
 INSTANTIATE_TEST_SUITE_P(Names, TidyCategories,
                          ::testing::Values(std::pair{"Invoice.PDF", "Old PDFs"}, std::pair{"photo.heic", "Old Images"},
                                            std::pair{"backup.tar.gz", "Old Archives"},
-                                           std::pair{"Setup.dmg", "Old Installers"}, std::pair{"song.flac", "Old Audio"},
-                                           std::pair{"clip.webm", "Old Video"}, std::pair{"deck.keynote", "Old Docs"},
-                                           std::pair{"notes.txt", "none"}, std::pair{"Makefile", "none"},
-                                           std::pair{"pdf", "none"}));
+                                           std::pair{"Setup.dmg", "Old Installers"},
+                                           std::pair{"song.flac", "Old Audio"}, std::pair{"clip.webm", "Old Video"},
+                                           std::pair{"deck.keynote", "Old Docs"}, std::pair{"notes.txt", "none"},
+                                           std::pair{"Makefile", "none"}, std::pair{"pdf", "none"}));
 
 TEST(TidyScan, PlansOldFilesOfKnownKindsIntoTheirFolders)
 {
     const QString root = QStringLiteral("/home/u/Documents/Vantrel Tidy");
     const QDateTime old = now.addDays(-31);
-    const ScanReport report = HygieneScans::tidy(
-        {dated(QStringLiteral("a.pdf"), old, 1000), dated(QStringLiteral("new.pdf"), now),
-         dated(QStringLiteral("b.JPG"), old, 500), dated(QStringLiteral("c.txt"), old),
-         {QStringLiteral("/data/undated.zip"), 1, std::nullopt},
-         {root + QStringLiteral("/Old PDFs/tidied.pdf"), 1, old}},
-        30, now, root);
+    const ScanReport report = HygieneScans::tidy({dated(QStringLiteral("a.pdf"), old, 1000),
+                                                  dated(QStringLiteral("new.pdf"), now),
+                                                  dated(QStringLiteral("b.JPG"), old, 500),
+                                                  dated(QStringLiteral("c.txt"), old),
+                                                  {QStringLiteral("/data/undated.zip"), 1, std::nullopt},
+                                                  {root + QStringLiteral("/Old PDFs/tidied.pdf"), 1, old}},
+                                                 30, now, root);
     ASSERT_TRUE(report.plannedMoves.has_value());
     ASSERT_EQ(report.plannedMoves->size(), 2);
     EXPECT_EQ(report.plannedMoves->at(0).source, QStringLiteral("/data/a.pdf"));
