@@ -28,7 +28,7 @@ using FileWalker::WalkedFile;
 
 // Large enough that a big file costs few system calls, small enough that the threads' buffers together
 // stay far below what the file list itself takes for any real tree.
-constexpr size_t bufferSize = 256 * 1024;
+constexpr size_t bufferSize = size_t{256} * 1024;
 // The blocks read at each end of a file to tell it apart before reading it whole.
 constexpr qint64 probeBlock = 4096;
 // Up to this size a file is read whole at once: its two probe blocks would cover it anyway.
