@@ -63,6 +63,22 @@ TEST(StaleScan, TheCutoffIsStrictAndTheOldestComesFirst)
     EXPECT_EQ(HygieneScans::stale({}, 30, now).summary, QStringLiteral("Nothing older than 30 days in the selection."));
 }
 
+// The dates the walk reads from disk carry milliseconds; a file stamped exactly at the cutoff must
+// still not count as stale, and one a second older must.
+TEST(StaleScan, TheCutoffHoldsForDatesReadFromRealFiles)
+{
+    TestEnvironment env;
+    const QDateTime present = QDateTime::currentDateTime();
+    const QDateTime cutoff = HygieneScans::cutoff(present, 90);
+    const QString atCutoff = env.makeFile(QStringLiteral("s/at-cutoff"));
+    const QString justBefore = env.makeFile(QStringLiteral("s/just-before"));
+    touch(atCutoff, cutoff);
+    touch(justBefore, cutoff.addSecs(-1));
+
+    const ScanReport report = HygieneScans::stale(FileWalker::walk({env.path(QStringLiteral("s"))}), 90, present);
+    EXPECT_EQ(names(report), (QStringList{"just-before"}));
+}
+
 TEST(StaleScan, TheCutoffCountsCalendarDaysInLocalTime)
 {
     const QDateTime local = QDateTime(QDate(2026, 4, 2), QTime(9, 30));
