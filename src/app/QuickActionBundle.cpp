@@ -284,8 +284,9 @@ bool QuickActionBundleWriter::write(const Workflow &workflow, const QString &url
         return writeFailure(error, QStringLiteral("%1 already exists").arg(target));
 
     // Assembled beside the target (same file system, so the final rename is atomic) under a
-    // hidden name the Services menu ignores. QTemporaryDir removes it on every early return.
-    QTemporaryDir staging(parent.filePath(QStringLiteral(".") + bundleName + QStringLiteral(".new-XXXXXX")));
+    // hidden name the Services menu ignores. QTemporaryDir adds the random part to the name and
+    // removes the folder on every early return.
+    QTemporaryDir staging(parent.filePath(QStringLiteral(".") + bundleName + QStringLiteral(".new-")));
     if (!staging.isValid())
         return writeFailure(error, QStringLiteral("couldn't write in %1: %2").arg(folder, staging.errorString()));
     const QString staged = staging.filePath(bundleName);
@@ -304,7 +305,7 @@ bool QuickActionBundleWriter::write(const Workflow &workflow, const QString &url
 
     // The old bundle moves into a second hidden folder first, so the new one can take its
     // name; it is put back if that fails, and otherwise deleted with the holding folder.
-    QTemporaryDir retired(parent.filePath(QStringLiteral(".") + bundleName + QStringLiteral(".old-XXXXXX")));
+    QTemporaryDir retired(parent.filePath(QStringLiteral(".") + bundleName + QStringLiteral(".old-")));
     if (!retired.isValid())
         return writeFailure(error, QStringLiteral("couldn't write in %1: %2").arg(folder, retired.errorString()));
     const QString retiredPath = retired.filePath(bundleName);
