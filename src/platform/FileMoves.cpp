@@ -154,7 +154,7 @@ FileMoves::Result FileMoves::copyNoReplace(const QString &from, const QString &t
     }
     // On the destination's own file system now: the last step is an exclusive rename, and a file
     // that took the name meanwhile keeps it.
-    const Result placed = moveNoReplace(QFile::decodeName(partial), to);
+    Result placed = moveNoReplace(QFile::decodeName(partial), to);
     if (placed.outcome != Outcome::moved)
         ::unlink(partial.constData());
     return placed;
