@@ -135,10 +135,13 @@ TEST(IdenticalGroups, LeaveOutWhatCantBeRead)
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     const QString empty = env.makeFile(QStringLiteral("empty"));
     ::chmod(QFile::encodeName(locked).constData(), 0);
+    // Gone between the walk and the read: unreadable even to root.
+    const QString vanished = env.makeFile(QStringLiteral("d"), content);
 
     // A pipe chosen by name walks as a file of size 0 but is never read: it would block or never end.
-    const QList<WalkedFile> walked = FileWalker::walk({readable, twin, locked, pipe, empty});
-    ASSERT_EQ(walked.size(), 5);
+    const QList<WalkedFile> walked = FileWalker::walk({readable, twin, locked, pipe, empty, vanished});
+    ASSERT_EQ(walked.size(), 6);
+    ASSERT_TRUE(QFile::remove(vanished));
     const auto found = ContentDigests::identicalGroups(walked, {});
     ASSERT_TRUE(found.has_value());
     Groups expected{{readable, twin}};
