@@ -1,5 +1,6 @@
 #include "platform/FileMoves.h"
 
+#include "platform/Descriptor.h"
 #include "platform/FileCopy.h"
 #include "platform/Trash.h"
 
@@ -53,30 +54,6 @@ int createPartial(const QString &target, QByteArray &path)
     }
     return -1;
 }
-
-// Owns a descriptor so that every way out closes it.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd(fd) {}
-    ~Descriptor()
-    {
-        if (fd >= 0)
-            ::close(fd);
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    int get() const { return fd; }
-    // Closes now, so that a failing close (a full disk on some file systems) is seen.
-    bool close()
-    {
-        const int result = ::close(fd);
-        fd = -1;
-        return result == 0;
-    }
-
-private:
-    int fd;
-};
 
 // No rename reaches another file system: the file is copied, and only then does the original go,
 // to the Trash rather than away for good. Should the Trash refuse it, the copy is taken back so that

@@ -1,5 +1,6 @@
 #include "scan/ContentDigests.h"
 
+#include "platform/Descriptor.h"
 #include "scan/ScanReport.h"
 
 #include <QFile>
@@ -41,23 +42,6 @@ const EVP_MD *sha256Algorithm()
                                                                            &EVP_MD_free);
     return algorithm.get();
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd(fd) {}
-    ~Descriptor()
-    {
-        if (fd >= 0)
-            ::close(fd);
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    int get() const { return fd; }
-    bool isOpen() const { return fd >= 0; }
-
-private:
-    int fd;
-};
 
 // Opens a regular file for reading; anything else (a folder, a package, a pipe, a device) counts as
 // unreadable, so that a selected /dev/zero can't keep a scan reading forever.
