@@ -1,9 +1,17 @@
 #pragma once
 
-// What differs between the systems when a file is copied: carrying the bytes, mode, dates and
-// extended attributes from one open descriptor to another. False with errno set when it failed.
+#include <QByteArray>
+
 namespace FileCopy {
 
+// What differs between the systems: carrying the mode, dates and extended attributes (and, for a
+// regular file, the bytes) from one open descriptor to another. False with errno set when it failed.
 bool copyContents(int in, int out);
+bool copyMetadata(int in, int out);
+
+// Copies the file, symbolic link or folder at `from` to `to`, which must not exist yet; a folder
+// comes with everything inside it. Pipes, sockets and devices have no copy and fail with EXDEV.
+// False with errno set when it failed, leaving whatever was made for the caller to remove.
+bool copyTree(const QByteArray &from, const QByteArray &to);
 
 } // namespace FileCopy

@@ -1,13 +1,12 @@
 #include "platform/FileMoves.h"
 
-#include "platform/Descriptor.h"
 #include "platform/FileCopy.h"
 #include "platform/Trash.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRandomGenerator>
+#include <QTemporaryDir>
 
 #include <cerrno>
 #include <cstdio>
@@ -39,22 +38,6 @@ int renameExclusive(const char *from, const char *to)
 }
 #endif
 
-// A new, hidden file beside `target`, created exclusively; its path goes to `path`.
-int createPartial(const QString &target, QByteArray &path)
-{
-    const QFileInfo info(target);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        const QString name = QStringLiteral(".%1.vantrel-%2")
-                                 .arg(info.fileName())
-                                 .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
-        path = QFile::encodeName(info.dir().filePath(name));
-        const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (fd >= 0 || errno != EEXIST)
-            return fd;
-    }
-    return -1;
-}
-
 // No rename reaches another file system: the file is copied, and only then does the original go,
 // to the Trash rather than away for good. Should the Trash refuse it, the copy is taken back so that
 // the file doesn't stand in two places.
@@ -65,7 +48,10 @@ FileMoves::Result moveAcrossFileSystems(const QString &from, const QString &to)
         return copied;
     if (Trash::moveToTrash(from))
         return copied;
-    QFile::remove(to);
+    if (QFileInfo(to).isDir() && !QFileInfo(to).isSymLink())
+        QDir(to).removeRecursively();
+    else
+        QFile::remove(to);
     return {FileMoves::Outcome::failed, QStringLiteral("The original couldn’t be moved to the Trash.")};
 }
 
@@ -106,33 +92,22 @@ FileMoves::Result FileMoves::replace(const QString &from, const QString &to)
 
 FileMoves::Result FileMoves::copyNoReplace(const QString &from, const QString &to)
 {
-    Descriptor in(::open(QFile::encodeName(from).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (in.get() < 0)
-        return failure(errno);
     struct stat status {};
-    if (::fstat(in.get(), &status) != 0)
+    if (::lstat(QFile::encodeName(from).constData(), &status) != 0)
         return failure(errno);
-    // Folders and special files have no copy that could stand for them.
-    if (!S_ISREG(status.st_mode))
-        return failure(EXDEV);
-    if (QFileInfo::exists(to))
+    if (::lstat(QFile::encodeName(to).constData(), &status) == 0)
         return {Outcome::destinationExists, {}};
 
-    QByteArray partial;
-    Descriptor out(createPartial(to, partial));
-    if (out.get() < 0)
+    // Built inside a hidden holding folder beside `to`, so that a copy cut short never shows under the
+    // real name; the holding folder goes with whatever it still holds.
+    const QFileInfo target(to);
+    QTemporaryDir holding(target.dir().filePath(QStringLiteral(".") + target.fileName() + QStringLiteral(".vantrel-")));
+    if (!holding.isValid())
+        return {Outcome::failed, holding.errorString()};
+    const QString partial = holding.filePath(target.fileName());
+    if (!FileCopy::copyTree(QFile::encodeName(from), QFile::encodeName(partial)))
         return failure(errno);
-    const bool written = FileCopy::copyContents(in.get(), out.get()) && ::fsync(out.get()) == 0;
-    const int error = errno;
-    if (!out.close() || !written) {
-        const int reported = written ? errno : error;
-        ::unlink(partial.constData());
-        return failure(reported);
-    }
     // On the destination's own file system now: the last step is an exclusive rename, and a file
     // that took the name meanwhile keeps it.
-    Result placed = moveNoReplace(QFile::decodeName(partial), to);
-    if (placed.outcome != Outcome::moved)
-        ::unlink(partial.constData());
-    return placed;
+    return moveNoReplace(partial, to);
 }

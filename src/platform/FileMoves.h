@@ -17,13 +17,13 @@ struct Result {
 };
 
 // Renames `from` to `to` unless `to` exists. Across file systems, where no rename
-// reaches, a regular file is copied and its original goes to the Trash; should the
-// Trash refuse it, the copy is taken back and the move counts as failed.
+// reaches, the file or folder is copied and its original goes to the Trash; should
+// the Trash refuse it, the copy is taken back and the move counts as failed.
 Result moveNoReplace(const QString &from, const QString &to);
 
-// Copies the regular file `from` to `to` with its permissions, dates and extended
-// attributes, unless `to` exists. The copy is written under a hidden name beside
-// `to` and takes its name only once complete, so no half-written file ever shows.
+// Copies the file or folder `from` to `to` with permissions, dates and extended
+// attributes, unless `to` exists. The copy is made in a hidden folder beside `to`
+// and takes its name only once complete, so no half-written file ever shows.
 Result copyNoReplace(const QString &from, const QString &to);
 
 // Puts `from` in place of `to`, replacing it if it exists, in one step.

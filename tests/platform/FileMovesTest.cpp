@@ -10,6 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -121,13 +124,43 @@ TEST_F(CrossDevice, NeverReplacesAndLeavesNoPartialBehind)
     EXPECT_EQ(entries(other->path()), QStringList{"a.zip"});
 }
 
-TEST_F(CrossDevice, RefusesFoldersAndMissingFiles)
+// Packages such as a Pages document are folders, and Downloads Tidy moves them like files.
+TEST_F(CrossDevice, MovesAFolderWithEverythingInside)
+{
+    const QString package = env.makeFolder("Downloads/Report.pages");
+    env.makeFile("Downloads/Report.pages/Index.zip", "index");
+    env.makeFile("Downloads/Report.pages/.hidden", "dot");
+    env.makeFile("Downloads/Report.pages/Data/image.png", "png");
+    ASSERT_TRUE(QFile::link("Data/image.png", package + "/preview.png"));
+    ASSERT_TRUE(setAttribute(package + "/Index.zip", "user.xdg.comment", "draft"));
+    const QDateTime old = QDateTime::fromSecsSinceEpoch(1'400'000'000);
+    ASSERT_EQ(::chmod(QFile::encodeName(package).constData(), 0750), 0);
+    const std::array<timespec, 2> times{timespec{old.toSecsSinceEpoch(), 0}, timespec{old.toSecsSinceEpoch(), 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(package).constData(), times.data(), 0), 0);
+    const QString target = other->filePath("Report.pages");
+
+    const FileMoves::Result result = FileMoves::moveNoReplace(package, target);
+
+    ASSERT_EQ(result.outcome, FileMoves::Outcome::moved) << result.error.toStdString();
+    EXPECT_EQ(entries(target), (QStringList{".hidden", "Data", "Index.zip", "preview.png"}));
+    EXPECT_EQ(readAll(target + "/Data/image.png"), "png");
+    EXPECT_EQ(QFileInfo(target + "/preview.png").symLinkTarget(), target + "/Data/image.png");
+    EXPECT_EQ(QFileInfo(target).lastModified(), old);
+    EXPECT_FALSE(QFileInfo(target).permissions().testFlag(QFileDevice::ReadOther));
+    EXPECT_TRUE(QFileInfo(target).permissions().testFlag(QFileDevice::ExeGroup));
+    EXPECT_EQ(entries(other->path()), QStringList{"Report.pages"});
+    EXPECT_FALSE(QFileInfo::exists(package));
+    EXPECT_EQ(readAll(trashed("Report.pages") + "/Index.zip"), "index");
+}
+
+TEST_F(CrossDevice, WhatHasNoCopyStaysAndLeavesNothingBehind)
 {
     const QString folder = env.makeFolder("Downloads/Project");
     env.makeFile("Downloads/Project/inner.txt", "x");
-    const FileMoves::Result folderResult = FileMoves::moveNoReplace(folder, other->filePath("Project"));
-    EXPECT_EQ(folderResult.outcome, FileMoves::Outcome::failed);
-    EXPECT_FALSE(folderResult.error.isEmpty());
+    ASSERT_EQ(::mkfifo(QFile::encodeName(folder + "/pipe").constData(), 0600), 0);
+    const FileMoves::Result withPipe = FileMoves::moveNoReplace(folder, other->filePath("Project"));
+    EXPECT_EQ(withPipe.outcome, FileMoves::Outcome::failed);
+    EXPECT_FALSE(withPipe.error.isEmpty());
     EXPECT_EQ(readAll(folder + "/inner.txt"), "x");
 
     EXPECT_EQ(FileMoves::moveNoReplace(env.path("Downloads/gone.txt"), other->filePath("gone.txt")).outcome,

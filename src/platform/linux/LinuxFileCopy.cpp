@@ -81,12 +81,16 @@ bool copyAttributes(int in, int out)
 
 } // namespace
 
-bool FileCopy::copyContents(int in, int out)
+bool FileCopy::copyMetadata(int in, int out)
 {
     struct stat status {};
     if (::fstat(in, &status) != 0)
         return false;
     const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
-    return copyBytes(in, out) && copyAttributes(in, out) && ::fchmod(out, status.st_mode & 07777) == 0 &&
-           ::futimens(out, times.data()) == 0;
+    return copyAttributes(in, out) && ::fchmod(out, status.st_mode & 07777) == 0 && ::futimens(out, times.data()) == 0;
+}
+
+bool FileCopy::copyContents(int in, int out)
+{
+    return copyBytes(in, out) && copyMetadata(in, out);
 }

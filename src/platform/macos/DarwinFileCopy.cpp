@@ -8,3 +8,8 @@ bool FileCopy::copyContents(int in, int out)
 {
     return ::fcopyfile(in, out, nullptr, COPYFILE_ALL) == 0;
 }
+
+bool FileCopy::copyMetadata(int in, int out)
+{
+    return ::fcopyfile(in, out, nullptr, COPYFILE_METADATA) == 0;
+}
