@@ -84,6 +84,9 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
             setCategoryEditorSelection(std::nullopt);
         emit categoriesChanged();
     });
+    // Another Vantrel (a `vantrel run` beside the window) may change the libraries; the window follows.
+    categoryLibrary->watch();
+    templateLibrary->watch();
     categoryLibrary->setDiagnosticLog(log.get());
     templateLibrary->setDiagnosticLog(log.get());
     log->record(

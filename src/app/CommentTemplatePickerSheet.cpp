@@ -84,7 +84,8 @@ void CommentTemplatePickerSheet::deleteTemplate(const QUuid &id)
         return;
     // Untick first so the list's change finds the sheet already consistent.
     ticked.remove(id);
-    state->commentTemplateStore().remove(id);
+    if (const auto error = state->commentTemplateStore().remove(id))
+        state->showFailure(*error);
     emit changed();
 }
 
@@ -94,7 +95,11 @@ void CommentTemplatePickerSheet::saveNewTemplate()
         return;
     const QString name = draftName.trimmed().isEmpty() ? QStringLiteral("Untitled") : draftName;
     const CommentTemplate commentTemplate{QUuid::createUuid(), name, draftBody};
-    state->commentTemplateStore().add(commentTemplate);
+    if (const auto error = state->commentTemplateStore().add(commentTemplate)) {
+        // The draft stays in the form; the banner says why it wasn't saved.
+        state->showFailure(*error);
+        return;
+    }
     ticked.insert(commentTemplate.id);
     rebuildBody();
     adding = false;

@@ -88,8 +88,9 @@ std::optional<QString> completeCategoryTagging(AppState &state, const QList<Sett
         }
     }
     // A draft goes through the inline form, which also selects it.
-    if (!sheet.draftName().trimmed().isEmpty())
-        sheet.saveDraft();
+    // A draft that couldn't be saved ends the run on the failure banner, before any file is tagged.
+    if (!sheet.draftName().trimmed().isEmpty() && !sheet.saveDraft())
+        return std::nullopt;
     if (!sheet.selectedCategory())
         return QStringLiteral("Choose a category with --set selectedCategoryID=ID-or-name.");
     sheet.apply();

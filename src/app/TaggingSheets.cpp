@@ -134,7 +134,11 @@ bool CategoryTaggingSheet::saveDraft()
     const qsizetype position = categories().size();
     const Category category{QUuid::createUuid(), trimmed, draftColor(position), splitDraftTags(tags),
                             draftSymbol(position)};
-    state->categoryStore().add(category);
+    if (const auto error = state->categoryStore().add(category)) {
+        // The draft stays in the form, so nothing typed is lost; the banner says why it wasn't saved.
+        state->showFailure(*error);
+        return false;
+    }
     selectedID = category.id;
     adding = false;
     name.clear();

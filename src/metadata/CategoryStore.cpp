@@ -1,7 +1,6 @@
 #include "metadata/CategoryStore.h"
 
 #include "app/diagnostics/DiagnosticLog.h"
-#include "metadata/StoreFile.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 
@@ -14,42 +13,55 @@
 #include <algorithm>
 
 CategoryStore::CategoryStore(QString where, QObject *parent)
-    : QObject(parent), folder(where.isEmpty() ? Paths::applicationSupport() : std::move(where))
+    : QObject(parent), folder(where.isEmpty() ? Paths::applicationSupport() : std::move(where)),
+      file(new StoreFile(
+          folder, QStringLiteral("categories.json"), [this](const QByteArray &bytes) { return decodeLibrary(bytes); },
+          this))
 {
-    if (loadLibrary())
+    connect(file, &StoreFile::changedElsewhere, this, &CategoryStore::categoriesChanged);
+    if (file->load() == StoreFile::Loaded::decoded)
         return;
     if (!migrateOlderList())
         library = Category::seed();
-    save();
+    const QList<Category> start = library;
+    // Saved at once, unless another Vantrel starting at the same moment saved its library first. Should
+    // the save fail, the library lives in memory, and the next change says why it can't be saved.
+    const auto error = file->update(
+        [&](StoreFile::Loaded current) {
+            if (current == StoreFile::Loaded::decoded)
+                return false;
+            library = start;
+            return true;
+        },
+        [this] { return encode(); });
+    if (error)
+        qWarning().noquote() << "CategoryStore: save failed:" << *error;
 }
 
 QString CategoryStore::filePath() const
 {
-    return folder + QStringLiteral("/categories.json");
+    return file->path();
 }
 
-bool CategoryStore::loadLibrary()
+void CategoryStore::watch()
 {
-    QFile file(filePath());
-    if (!file.open(QIODevice::ReadOnly))
+    file->watch();
+}
+
+bool CategoryStore::decodeLibrary(const QByteArray &bytes)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    if (!document.isArray())
         return false;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    file.close();
     QList<Category> loaded;
-    bool decoded = document.isArray();
     for (const auto &value : document.array()) {
         const auto category = Category::fromJson(value);
-        decoded = decoded && category.has_value();
-        if (category)
-            loaded.append(*category);
+        if (!category)
+            return false;
+        loaded.append(*category);
     }
-    if (decoded) {
-        library = loaded;
-        return true;
-    }
-    // Kept for repair rather than overwritten by what replaces it.
-    StoreFile::moveAside(filePath());
-    return false;
+    library = loaded;
+    return true;
 }
 
 bool CategoryStore::migrateOlderList()
@@ -87,56 +99,114 @@ void CategoryStore::record(ActionReceipt::Kind kind, const QString &source, std:
         diagnosticLog->record(kind, source, std::move(before), std::move(after), std::move(error));
 }
 
-void CategoryStore::change(const char *operation, const std::function<void()> &edit)
+std::optional<QString> CategoryStore::change(const char *operation, const std::function<bool()> &edit,
+                                             const std::function<void()> &recordCommand)
 {
-    const QString before = QStringLiteral("count=%1").arg(library.size());
-    edit();
-    record(ActionReceipt::Kind::cmd, QStringLiteral("CategoryStore.") + QLatin1String(operation), before,
-           QStringLiteral("count=%1").arg(library.size()));
-    emit categoriesChanged();
-    save();
+    const QList<Category> shown = library;
+    QList<Category> beforeEdit = library;
+    qsizetype countBefore = library.size();
+    bool edited = false;
+    qsizetype written = 0;
+    const auto error = file->update(
+        [&](StoreFile::Loaded) {
+            beforeEdit = library;
+            countBefore = library.size();
+            edited = edit();
+            return edited;
+        },
+        [&] {
+            const QByteArray bytes = encode();
+            written = bytes.size();
+            return bytes;
+        });
+    if (edited && recordCommand)
+        recordCommand();
+    else if (edited)
+        record(ActionReceipt::Kind::cmd, QStringLiteral("CategoryStore.") + QLatin1String(operation),
+               QStringLiteral("count=%1").arg(countBefore), QStringLiteral("count=%1").arg(library.size()));
+    if (error) {
+        // What the user sees stays what is on disk: the change didn't happen.
+        library = beforeEdit;
+        qWarning().noquote() << "CategoryStore: save failed:" << *error;
+        record(ActionReceipt::Kind::errorSwallow, QStringLiteral("CategoryStore.save"), std::nullopt, std::nullopt,
+               error);
+        if (library != shown)
+            emit categoriesChanged();
+        return QStringLiteral("Couldn't save categories: %1").arg(*error);
+    }
+    if (edited)
+        record(ActionReceipt::Kind::persist, QStringLiteral("categories.json"), std::nullopt,
+               QStringLiteral("bytes=%1").arg(written));
+    if (library != shown)
+        emit categoriesChanged();
+    return std::nullopt;
 }
 
-void CategoryStore::add(const Category &category)
+std::optional<QString> CategoryStore::add(const Category &category)
 {
-    change("add", [&] { library.append(category); });
+    return change("add", [&] {
+        library.append(category);
+        return true;
+    });
 }
 
-void CategoryStore::update(const Category &category)
+std::optional<QString> CategoryStore::update(const Category &category)
 {
-    const auto found =
-        std::find_if(library.begin(), library.end(), [&](const Category &c) { return c.id == category.id; });
     const QString before = QStringLiteral("id=%1").arg(category.id.toString(QUuid::WithoutBraces).toUpper());
-    if (found == library.end()) {
+    bool found = false;
+    qsizetype index = 0;
+    const auto error = change(
+        "update",
+        [&] {
+            const auto at =
+                std::find_if(library.begin(), library.end(), [&](const Category &c) { return c.id == category.id; });
+            found = at != library.end();
+            if (!found)
+                return false;
+            index = at - library.begin();
+            *at = category;
+            return true;
+        },
+        [&] {
+            record(ActionReceipt::Kind::cmd, QStringLiteral("CategoryStore.update"), before,
+                   QStringLiteral("idx=%1").arg(index));
+        });
+    if (!found && !error)
         record(ActionReceipt::Kind::cmd, QStringLiteral("CategoryStore.update"), before,
                QStringLiteral("no-op (not found)"));
-        return;
-    }
-    *found = category;
-    record(ActionReceipt::Kind::cmd, QStringLiteral("CategoryStore.update"), before,
-           QStringLiteral("idx=%1").arg(found - library.begin()));
-    emit categoriesChanged();
-    save();
+    return error;
 }
 
-void CategoryStore::remove(const QUuid &id)
+std::optional<QString> CategoryStore::remove(const QUuid &id)
 {
-    change("remove", [&] { library.removeIf([&](const Category &c) { return c.id == id; }); });
+    return change("remove", [&] {
+        library.removeIf([&](const Category &c) { return c.id == id; });
+        return true;
+    });
 }
 
-void CategoryStore::append(const QList<Category> &list)
+std::optional<QString> CategoryStore::append(const QList<Category> &list)
 {
-    change("append", [&] { library.append(list); });
+    return change("append", [&] {
+        library.append(list);
+        return true;
+    });
 }
 
-void CategoryStore::replaceAll(const QList<Category> &list)
+std::optional<QString> CategoryStore::replaceAll(const QList<Category> &list)
 {
-    change("replaceAll", [&] { library = list; });
+    return change("replaceAll", [&] {
+        library = list;
+        return true;
+    });
 }
 
-void CategoryStore::resetToSeeded()
+std::optional<QString> CategoryStore::resetToSeeded()
 {
-    change("resetToSeeded", [&] { library = Category::seed(); });
+    return change("resetToSeeded", [&] {
+        library = Category::seed();
+        return true;
+    });
 }
 
 QStringList CategoryStore::allTags() const
@@ -157,19 +227,10 @@ QStringList CategoryStore::allTags() const
     return tags;
 }
 
-void CategoryStore::save()
+QByteArray CategoryStore::encode() const
 {
     QJsonArray array;
     for (const Category &category : library)
         array.append(category.toJson());
-    const QByteArray bytes = QJsonDocument(array).toJson(QJsonDocument::Compact);
-    const std::optional<QString> error = StoreFile::write(folder, QStringLiteral("categories.json"), bytes);
-    if (!error) {
-        record(ActionReceipt::Kind::persist, QStringLiteral("categories.json"), std::nullopt,
-               QStringLiteral("bytes=%1").arg(bytes.size()));
-        return;
-    }
-    // The change stays in memory and reaches the disk with the next save that works.
-    qWarning().noquote() << "CategoryStore: save failed:" << *error;
-    record(ActionReceipt::Kind::errorSwallow, QStringLiteral("CategoryStore.save"), std::nullopt, std::nullopt, error);
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }

@@ -2,6 +2,7 @@
 
 #include "app/diagnostics/DiagnosticLog.h"
 #include "metadata/Category.h"
+#include "metadata/StoreFile.h"
 
 #include <QObject>
 #include <QPointer>
@@ -22,12 +23,16 @@ public:
     const QList<Category> &categories() const { return library; }
     QString filePath() const;
 
-    void add(const Category &category);
-    void update(const Category &category);
-    void remove(const QUuid &id);
-    void append(const QList<Category> &list);
-    void replaceAll(const QList<Category> &list);
-    void resetToSeeded();
+    // Each change is made on the library as another process may have left it, and returns the text
+    // to show when it couldn't be saved; the library then stays as it is on disk.
+    [[nodiscard]] std::optional<QString> add(const Category &category);
+    [[nodiscard]] std::optional<QString> update(const Category &category);
+    [[nodiscard]] std::optional<QString> remove(const QUuid &id);
+    [[nodiscard]] std::optional<QString> append(const QList<Category> &list);
+    [[nodiscard]] std::optional<QString> replaceAll(const QList<Category> &list);
+    [[nodiscard]] std::optional<QString> resetToSeeded();
+    // Follows changes that other processes make to the library file.
+    void watch();
     // Every tag once, sorted without regard to case.
     QStringList allTags() const;
 
@@ -35,14 +40,17 @@ signals:
     void categoriesChanged();
 
 private:
-    bool loadLibrary();
+    bool decodeLibrary(const QByteArray &bytes);
     bool migrateOlderList();
-    void change(const char *operation, const std::function<void()> &edit);
-    void save();
+    // `edit` changes the library and says whether there is anything to save.
+    std::optional<QString> change(const char *operation, const std::function<bool()> &edit,
+                                  const std::function<void()> &recordCommand = {});
+    QByteArray encode() const;
     void record(ActionReceipt::Kind kind, const QString &source, std::optional<QString> before,
                 std::optional<QString> after, std::optional<QString> error = std::nullopt);
 
     QString folder;
     QList<Category> library;
+    StoreFile *file;
     QPointer<DiagnosticLog> diagnosticLog;
 };

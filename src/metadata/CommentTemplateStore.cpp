@@ -1,92 +1,112 @@
 #include "metadata/CommentTemplateStore.h"
 
-#include "metadata/StoreFile.h"
 #include "platform/Paths.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 
-namespace {
-
-const QString fileName = QStringLiteral("comment-templates.json");
-
-} // namespace
-
 CommentTemplateStore::CommentTemplateStore(QString where, QObject *parent)
-    : QObject(parent), folder(where.isEmpty() ? Paths::applicationSupport() : std::move(where))
+    : QObject(parent), folder(where.isEmpty() ? Paths::applicationSupport() : std::move(where)),
+      file(new StoreFile(
+          folder, QStringLiteral("comment-templates.json"), [this](const QByteArray &bytes) { return decode(bytes); },
+          this))
 {
-    if (load())
+    connect(file, &StoreFile::changedElsewhere, this, &CommentTemplateStore::templatesChanged);
+    if (file->load() == StoreFile::Loaded::decoded)
         return;
     library = CommentTemplate::defaults();
-    save();
+    const QList<CommentTemplate> start = library;
+    // Unless another Vantrel starting at the same moment saved its list first.
+    const auto error = file->update(
+        [&](StoreFile::Loaded current) {
+            if (current == StoreFile::Loaded::decoded)
+                return false;
+            library = start;
+            return true;
+        },
+        [this] { return encode(); });
+    if (error)
+        qWarning().noquote() << "CommentTemplateStore: save failed:" << *error;
 }
 
 QString CommentTemplateStore::filePath() const
 {
-    return folder + QLatin1Char('/') + fileName;
+    return file->path();
 }
 
-bool CommentTemplateStore::load()
+void CommentTemplateStore::watch()
 {
-    QFile file(filePath());
-    if (!file.open(QIODevice::ReadOnly))
+    file->watch();
+}
+
+bool CommentTemplateStore::decode(const QByteArray &bytes)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    if (!document.isArray())
         return false;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    file.close();
     QList<CommentTemplate> loaded;
-    bool decoded = document.isArray();
     for (const auto &value : document.array()) {
         const auto commentTemplate = CommentTemplate::fromJson(value);
-        decoded = decoded && commentTemplate.has_value();
-        if (commentTemplate)
-            loaded.append(*commentTemplate);
+        if (!commentTemplate)
+            return false;
+        loaded.append(*commentTemplate);
     }
-    if (decoded) {
-        library = loaded;
-        return true;
-    }
-    StoreFile::moveAside(filePath());
-    return false;
+    library = loaded;
+    return true;
 }
 
-void CommentTemplateStore::add(const CommentTemplate &commentTemplate)
-{
-    const QString before = QStringLiteral("count=%1").arg(library.size());
-    library.append(commentTemplate);
-    if (diagnosticLog)
-        diagnosticLog->record(ActionReceipt::Kind::cmd, QStringLiteral("CommentTemplateStore.add"), before,
-                              QStringLiteral("count=%1").arg(library.size()));
-    emit templatesChanged();
-    save();
-}
-
-void CommentTemplateStore::remove(const QUuid &id)
-{
-    const QString before = QStringLiteral("count=%1").arg(library.size());
-    library.removeIf([&](const CommentTemplate &t) { return t.id == id; });
-    if (diagnosticLog)
-        diagnosticLog->record(ActionReceipt::Kind::cmd, QStringLiteral("CommentTemplateStore.remove"), before,
-                              QStringLiteral("count=%1").arg(library.size()));
-    emit templatesChanged();
-    save();
-}
-
-void CommentTemplateStore::save()
+QByteArray CommentTemplateStore::encode() const
 {
     QJsonArray array;
     for (const CommentTemplate &commentTemplate : library)
         array.append(commentTemplate.toJson());
-    const QByteArray bytes = QJsonDocument(array).toJson(QJsonDocument::Compact);
-    const std::optional<QString> error = StoreFile::write(folder, fileName, bytes);
-    if (!error) {
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<QString> CommentTemplateStore::change(const char *operation, const std::function<void()> &edit)
+{
+    const QList<CommentTemplate> shown = library;
+    QList<CommentTemplate> beforeEdit = library;
+    qsizetype written = 0;
+    const auto error = file->update(
+        [&](StoreFile::Loaded) {
+            beforeEdit = library;
+            edit();
+            if (diagnosticLog)
+                diagnosticLog->record(
+                    ActionReceipt::Kind::cmd, QStringLiteral("CommentTemplateStore.") + QLatin1String(operation),
+                    QStringLiteral("count=%1").arg(beforeEdit.size()), QStringLiteral("count=%1").arg(library.size()));
+            return true;
+        },
+        [&] {
+            const QByteArray bytes = encode();
+            written = bytes.size();
+            return bytes;
+        });
+    if (error) {
+        library = beforeEdit;
+        qWarning().noquote() << "CommentTemplateStore: save failed:" << *error;
         if (diagnosticLog)
-            diagnosticLog->record(ActionReceipt::Kind::persist, fileName, std::nullopt,
-                                  QStringLiteral("bytes=%1").arg(bytes.size()));
-        return;
+            diagnosticLog->record(ActionReceipt::Kind::errorSwallow, QStringLiteral("CommentTemplateStore.save"),
+                                  std::nullopt, std::nullopt, error);
+        if (library != shown)
+            emit templatesChanged();
+        return QStringLiteral("Couldn't save comment templates: %1").arg(*error);
     }
-    qWarning().noquote() << "CommentTemplateStore: save failed:" << *error;
     if (diagnosticLog)
-        diagnosticLog->record(ActionReceipt::Kind::errorSwallow, QStringLiteral("CommentTemplateStore.save"),
-                              std::nullopt, std::nullopt, error);
+        diagnosticLog->record(ActionReceipt::Kind::persist, QStringLiteral("comment-templates.json"), std::nullopt,
+                              QStringLiteral("bytes=%1").arg(written));
+    if (library != shown)
+        emit templatesChanged();
+    return std::nullopt;
+}
+
+std::optional<QString> CommentTemplateStore::add(const CommentTemplate &commentTemplate)
+{
+    return change("add", [&] { library.append(commentTemplate); });
+}
+
+std::optional<QString> CommentTemplateStore::remove(const QUuid &id)
+{
+    return change("remove", [&] { library.removeIf([&](const CommentTemplate &t) { return t.id == id; }); });
 }

@@ -2,9 +2,13 @@
 
 #include "app/diagnostics/DiagnosticLog.h"
 #include "metadata/CommentTemplate.h"
+#include "metadata/StoreFile.h"
 
 #include <QObject>
 #include <QPointer>
+
+#include <functional>
+#include <optional>
 
 // The saved comment templates, kept in comment-templates.json in the Application
 // Support folder. Every change is recorded and saved at once.
@@ -19,18 +23,23 @@ public:
     const QList<CommentTemplate> &templates() const { return library; }
     QString filePath() const;
 
-    void add(const CommentTemplate &commentTemplate);
+    // Each change returns the text to show when it couldn't be saved; the list then stays as on disk.
+    [[nodiscard]] std::optional<QString> add(const CommentTemplate &commentTemplate);
     // Removes every template with this id.
-    void remove(const QUuid &id);
+    [[nodiscard]] std::optional<QString> remove(const QUuid &id);
+    // Follows changes that other processes make to the file.
+    void watch();
 
 signals:
     void templatesChanged();
 
 private:
-    bool load();
-    void save();
+    bool decode(const QByteArray &bytes);
+    QByteArray encode() const;
+    std::optional<QString> change(const char *operation, const std::function<void()> &edit);
 
     QString folder;
     QList<CommentTemplate> library;
+    StoreFile *file;
     QPointer<DiagnosticLog> diagnosticLog;
 };

@@ -211,15 +211,23 @@ void CategoriesPage::addCategory()
         return;
     newName->clear();
     newForm->hide();
-    state->categoryStore().add(*created);
-    state->setCategoryEditorSelection(created->id);
+    if (saved(state->categoryStore().add(*created)))
+        state->setCategoryEditorSelection(created->id);
+}
+
+bool CategoriesPage::saved(const std::optional<QString> &error)
+{
+    // A change the disk refused is not made; the banner says why.
+    if (error && state)
+        state->showFailure(*error);
+    return !error;
 }
 
 void CategoriesPage::renameSelected()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
         if (const auto changed = CategoryEditing::renamed(*category, nameEdit->text()))
-            state->categoryStore().update(*changed);
+            saved(state->categoryStore().update(*changed));
     }
 }
 
@@ -228,7 +236,7 @@ void CategoriesPage::addTag()
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
         if (const auto changed = CategoryEditing::withTag(*category, tagEdit->text())) {
             tagEdit->clear();
-            state->categoryStore().update(*changed);
+            saved(state->categoryStore().update(*changed));
         }
     }
 }
@@ -237,14 +245,14 @@ void CategoriesPage::removeTag(int index)
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
         state->diagnosticLog().record(ActionReceipt::Kind::ui, QStringLiteral("CategoryEditor.removeTagChip"));
-        state->categoryStore().update(CategoryEditing::withoutTag(*category, index));
+        saved(state->categoryStore().update(CategoryEditing::withoutTag(*category, index)));
     }
 }
 
 void CategoriesPage::duplicateSelected()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt)
-        state->categoryStore().add(CategoryEditing::duplicate(*category));
+        saved(state->categoryStore().add(CategoryEditing::duplicate(*category)));
 }
 
 void CategoriesPage::deleteSelected()
@@ -260,7 +268,7 @@ void CategoriesPage::deleteSelected()
                                    .arg(n == 1 ? QString() : QStringLiteral("s")),
                                {QStringLiteral("Delete"), QStringLiteral("Cancel")}};
     if (state->interaction().alert(confirm) == 0)
-        state->categoryStore().remove(category->id);
+        saved(state->categoryStore().remove(category->id));
 }
 
 void CategoriesPage::resetLibrary()
@@ -272,5 +280,5 @@ void CategoriesPage::resetLibrary()
         QStringLiteral("Replaces your categories with the Vantrel defaults. Custom categories will be lost."),
         {QStringLiteral("Reset"), QStringLiteral("Cancel")}};
     if (state->interaction().alert(confirm) == 0)
-        state->categoryStore().resetToSeeded();
+        saved(state->categoryStore().resetToSeeded());
 }

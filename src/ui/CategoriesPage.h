@@ -3,6 +3,8 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <optional>
+
 class AppState;
 class QLabel;
 class QLineEdit;
@@ -30,6 +32,7 @@ private:
     void refreshList();
     void refreshEditor();
     void addCategory();
+    bool saved(const std::optional<QString> &error);
     void renameSelected();
     void addTag();
     void removeTag(int index);

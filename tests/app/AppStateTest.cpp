@@ -186,12 +186,12 @@ TEST(AppState, MirrorsTheCategoryLibraryAndDropsAGoneEditorSelection)
     state->setCategoryEditorSelection(first.id);
     QSignalSpy mirrored(state.get(), &AppState::categoriesChanged);
 
-    state->categoryStore().remove(state->categories().last().id);
+    ASSERT_FALSE(state->categoryStore().remove(state->categories().last().id));
     EXPECT_EQ(mirrored.count(), 1);
     EXPECT_EQ(state->categories().size(), 3);
     EXPECT_EQ(state->categoryEditorSelection(), first.id);
 
-    state->categoryStore().remove(first.id);
+    ASSERT_FALSE(state->categoryStore().remove(first.id));
     EXPECT_EQ(state->categories().size(), 2);
     EXPECT_FALSE(state->categoryEditorSelection().has_value());
 }

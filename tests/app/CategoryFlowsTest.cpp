@@ -34,7 +34,7 @@ TEST(CategoryFlows, ExportWipeAndImportBackWithMerge)
     EXPECT_EQ(state->diagnosticLog().rows().last().after,
               QStringLiteral("ok count=4 path=~/Backups/mine.vantrelcategories"));
 
-    state->categoryStore().replaceAll({});
+    ASSERT_FALSE(state->categoryStore().replaceAll({}));
     env.interaction().addAnswer(QStringLiteral("Import Categories"), target + QStringLiteral(".vantrelcategories"));
     env.interaction().addAnswer(QStringLiteral("Import 4 categories?"), QStringLiteral("Import"));
     state->importCategoriesFromDisk();
@@ -51,7 +51,7 @@ TEST(CategoryFlows, ReplaceAndMergeIntoAnExistingLibrary)
     const QString file = env.path(QStringLiteral("set.vantrelcategories"));
     env.interaction().addAnswer(QStringLiteral("Export Categories"), file);
     state->exportCategoriesToDisk();
-    state->categoryStore().remove(state->categories().first().id);
+    ASSERT_FALSE(state->categoryStore().remove(state->categories().first().id));
 
     env.interaction().addAnswer(QStringLiteral("Import Categories"), file);
     env.interaction().addAnswer(QStringLiteral("Import 4 categories?"), QStringLiteral("Merge"));
@@ -87,7 +87,7 @@ TEST_P(RefusedImport, ShowsTheExactTextAndChangesNothing)
     TestEnvironment env;
     env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
     auto state = env.makeAppState();
-    state->categoryStore().remove(state->categories().last().id);
+    ASSERT_FALSE(state->categoryStore().remove(state->categories().last().id));
     const QList<Category> before = state->categories();
     QFile stored(state->categoryStore().filePath());
     ASSERT_TRUE(stored.open(QIODevice::ReadOnly));
@@ -137,7 +137,7 @@ TEST(CategoryFlows, CancellingLeavesNoTraceAndResetAsksFirst)
               QStringLiteral("This deletes your 4 current categories and restores Vantrel's bundled defaults. Cannot "
                              "be undone."));
 
-    state->categoryStore().replaceAll({});
+    ASSERT_FALSE(state->categoryStore().replaceAll({}));
     env.interaction().addAnswer(QStringLiteral("Reset categories"), QStringLiteral("Reset"));
     state->resetCategoriesConfirmed();
     EXPECT_EQ(env.interaction().askedAlerts().last().informativeText,

@@ -99,13 +99,13 @@ TEST(CategoryStore, ChangesAreRecordedSavedAndAnnounced)
     Category work{
         QUuid::createUuid(), QStringLiteral("Work"), QStringLiteral("#F59E0B"), {}, QStringLiteral("tag.fill")};
     const Category ghost{QUuid::createUuid(), QStringLiteral("Ghost"), {}, {}, {}};
-    store.add(work);
+    ASSERT_FALSE(store.add(work));
     work.tags = {QStringLiteral("Urgent")};
-    store.update(work);
-    store.update(ghost);
-    store.remove(work.id);
-    store.replaceAll({});
-    store.resetToSeeded();
+    ASSERT_FALSE(store.update(work));
+    ASSERT_FALSE(store.update(ghost));
+    ASSERT_FALSE(store.remove(work.id));
+    ASSERT_FALSE(store.replaceAll({}));
+    ASSERT_FALSE(store.resetToSeeded());
     // The update of a category that isn't there changes and saves nothing.
     EXPECT_EQ(changes.count(), 5);
     EXPECT_EQ(onDisk(store.filePath()), Category::seed());
@@ -135,16 +135,16 @@ TEST(CategoryStore, AllTagsOnceEachSortedWithoutCase)
 {
     TestEnvironment env;
     CategoryStore store;
-    store.replaceAll({{QUuid::createUuid(),
-                       QStringLiteral("A"),
-                       QStringLiteral("#000000"),
-                       {QStringLiteral("beta"), QStringLiteral("Alpha"), QStringLiteral("beta")},
-                       QStringLiteral("x")},
-                      {QUuid::createUuid(),
-                       QStringLiteral("B"),
-                       QStringLiteral("#000000"),
-                       {QStringLiteral("Beta"), QStringLiteral("gamma")},
-                       QStringLiteral("x")}});
+    ASSERT_FALSE(store.replaceAll({{QUuid::createUuid(),
+                                    QStringLiteral("A"),
+                                    QStringLiteral("#000000"),
+                                    {QStringLiteral("beta"), QStringLiteral("Alpha"), QStringLiteral("beta")},
+                                    QStringLiteral("x")},
+                                   {QUuid::createUuid(),
+                                    QStringLiteral("B"),
+                                    QStringLiteral("#000000"),
+                                    {QStringLiteral("Beta"), QStringLiteral("gamma")},
+                                    QStringLiteral("x")}}));
     const QStringList tags = store.allTags();
     ASSERT_EQ(tags.size(), 4);
     EXPECT_EQ(tags.first(), QStringLiteral("Alpha"));

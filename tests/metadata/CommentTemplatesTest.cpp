@@ -69,9 +69,9 @@ TEST(CommentTemplateStore, ChangesAreRecordedAndSaved)
     auto state = env.makeAppState();
     CommentTemplateStore &store = state->commentTemplateStore();
     const CommentTemplate extra{QUuid::createUuid(), QStringLiteral("Extra"), QStringLiteral("x")};
-    store.add(extra);
-    store.add(extra);
-    store.remove(extra.id);
+    ASSERT_FALSE(store.add(extra));
+    ASSERT_FALSE(store.add(extra));
+    ASSERT_FALSE(store.remove(extra.id));
     EXPECT_EQ(store.templates().size(), 3);
 
     QStringList trail;

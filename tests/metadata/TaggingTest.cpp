@@ -108,7 +108,7 @@ TEST(CategoryTaggingSheet, CountsPreviewsAndLabels)
     EXPECT_EQ(CategoryTaggingSheet::preview(six), QStringLiteral("1, 2, 3, 4, 5, +2 more"));
     EXPECT_EQ(CategoryTaggingSheet::preview(Category{}), QStringLiteral("No tags yet"));
 
-    state->categoryStore().replaceAll({state->categories().first()});
+    ASSERT_FALSE(state->categoryStore().replaceAll({state->categories().first()}));
     CategoryTaggingSheet two(*state, CategoryTaggingContext{{a, b}});
     EXPECT_EQ(two.subtitle(), QStringLiteral("2 files selected · 1 category"));
     two.setSelectedCategoryID(state->categories().first().id);
@@ -132,7 +132,7 @@ TEST(CategoryTaggingSheet, InlineFormMakesSelectsAndAppliesANewCategory)
     QList<Category> seven = state->categories();
     for (int i = 0; i < 3; ++i)
         seven.append({QUuid::createUuid(), QStringLiteral("Extra %1").arg(i), {}, {}, {}});
-    state->categoryStore().replaceAll(seven);
+    ASSERT_FALSE(state->categoryStore().replaceAll(seven));
     state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
     CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
 
@@ -167,7 +167,7 @@ TEST(CategoryTaggingSheet, ACategoryOfEmptyTagsWritesNothingAndCloses)
     auto state = env.makeAppState();
     const QString file = env.makeFile(QStringLiteral("a.txt"));
     const Category blank{QUuid::createUuid(), QStringLiteral("Blank"), {}, {QStringLiteral(" "), QString()}, {}};
-    state->categoryStore().add(blank);
+    ASSERT_FALSE(state->categoryStore().add(blank));
     state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
     CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
     sheet.setSelectedCategoryID(blank.id);
@@ -214,7 +214,7 @@ TEST(SingleTagSelectorSheet, AnEmptyLibraryAndAnEmptyPickWriteNothing)
     TestEnvironment env;
     auto state = env.makeAppState();
     const QString file = env.makeFile(QStringLiteral("a.txt"));
-    state->categoryStore().replaceAll({});
+    ASSERT_FALSE(state->categoryStore().replaceAll({}));
     state->setSingleTagSelectorContext(SingleTagSelectorContext{{file}});
     SingleTagSelectorSheet sheet(*state, *state->singleTagSelectorContext());
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 0 tags available"));

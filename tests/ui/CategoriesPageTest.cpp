@@ -76,7 +76,7 @@ private slots:
     {
         TestEnvironment env;
         auto state = env.makeAppState();
-        state->categoryStore().replaceAll({});
+        QVERIFY(!state->categoryStore().replaceAll({}));
         CategoriesPage page(*state);
         QCOMPARE(page.categoryList()->count(), 0);
         env.interaction().addAnswer(QStringLiteral("Reset to defaults?"), QStringLiteral("Reset"));

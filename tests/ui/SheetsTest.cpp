@@ -65,7 +65,7 @@ private slots:
         QList<Category> seven = state->categories();
         for (int i = 0; i < 3; ++i)
             seven.append({QUuid::createUuid(), QStringLiteral("Extra %1").arg(i), QStringLiteral("#000000"), {}, {}});
-        state->categoryStore().replaceAll(seven);
+        QVERIFY(!state->categoryStore().replaceAll(seven));
         MainWindow window(*state);
         const QStringList files{env.makeFile(QStringLiteral("a.txt")), env.makeFile(QStringLiteral("b.txt")),
                                 env.makeFile(QStringLiteral("c.txt"))};
@@ -113,7 +113,7 @@ private slots:
     {
         TestEnvironment env;
         auto state = env.makeAppState();
-        state->categoryStore().replaceAll({});
+        QVERIFY(!state->categoryStore().replaceAll({}));
         MainWindow window(*state);
         state->setCategoryTaggingContext(CategoryTaggingContext{{env.makeFile(QStringLiteral("a.txt"))}});
         CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
