@@ -19,7 +19,7 @@ const char *const usage = R"(Usage:
   vantrel open --workflow ID -- PATH…       run a Quick Action on the given files
   vantrel run (WORKFLOW-ID [PATH…] | URL) [--answers FILE] [--set NAME=VALUE]… [--yes] [--dest DIR] [--json]
                                             run a workflow without a window and print the result
-  vantrel categories export FILE            save the category library to FILE
+  vantrel categories export FILE [--yes]    save the category library to FILE (--yes: replace FILE)
   vantrel categories import FILE [--answers FILE] [--yes]
                                             merge or replace the library from FILE
   vantrel register-desktop                  register the vantrel:// handler and the pack file type

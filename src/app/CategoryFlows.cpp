@@ -4,11 +4,11 @@
 #include "app/Interaction.h"
 #include "metadata/CategoryExportEnvelope.h"
 #include "metadata/CategoryImport.h"
+#include "platform/AtomicFile.h"
 
 #include <QDate>
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace {
 
@@ -32,14 +32,21 @@ void AppState::exportCategoriesToDisk()
     if (QFileInfo(path).suffix().toLower() != QLatin1String("vantrelcategories"))
         path += QStringLiteral(".vantrelcategories");
 
+    // Nothing is replaced unasked, and an older export is replaced only once the new one is complete.
+    const QFileInfo chosenFile(path);
+    if (chosenFile.exists() &&
+        asker.alert({QStringLiteral("“%1” already exists.").arg(chosenFile.fileName()),
+                     QStringLiteral("Replacing it overwrites its current contents once the new file is complete."),
+                     {QStringLiteral("Replace"), QStringLiteral("Cancel")}}) != 0)
+        return;
+
     CategoryExportEnvelope envelope;
     envelope.exportedAt = QDateTime::currentDateTime();
     envelope.appVersion = QStringLiteral(VANTREL_VERSION);
     envelope.categories = categoryList;
     const QByteArray bytes = envelope.encode();
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        const QString error = file.errorString();
+    if (const auto failed = AtomicFile::writeWhole(path, bytes)) {
+        const QString &error = *failed;
         showFailure(QStringLiteral("Couldn't export categories: %1").arg(error));
         log->record(ActionReceipt::Kind::errorSwallow, exportSource, std::nullopt, std::nullopt, error);
         return;
@@ -91,14 +98,20 @@ void AppState::importCategoriesFromDisk()
     const CategoryImport::Cleaned cleaned = CategoryImport::clean(envelope.categories);
     if (replace) {
         const qsizetype previous = categoryList.size();
-        categoryLibrary->replaceAll(cleaned.categories);
+        if (const auto error = categoryLibrary->replaceAll(cleaned.categories)) {
+            showFailure(*error);
+            return;
+        }
         showSuccess(CategoryImport::replaceBanner(cleaned.categories.size(), cleaned.dropped));
         log->record(ActionReceipt::Kind::cmd, importSource, std::nullopt,
                     CategoryImport::replaceReceipt(cleaned.categories.size(), previous, cleaned.dropped));
         return;
     }
     const CategoryImport::Merge merge = CategoryImport::merge(categoryList, cleaned.categories);
-    categoryLibrary->append(merge.appended);
+    if (const auto error = categoryLibrary->append(merge.appended)) {
+        showFailure(*error);
+        return;
+    }
     showSuccess(CategoryImport::mergeBanner(merge, cleaned.dropped));
     log->record(ActionReceipt::Kind::cmd, importSource, std::nullopt,
                 CategoryImport::mergeReceipt(merge, cleaned.dropped, envelope.categories.size()));
@@ -118,7 +131,10 @@ void AppState::resetCategoriesConfirmed()
                      detail,
                      {QStringLiteral("Reset"), QStringLiteral("Cancel")}}) != 0)
         return;
-    categoryLibrary->resetToSeeded();
+    if (const auto error = categoryLibrary->resetToSeeded()) {
+        showFailure(*error);
+        return;
+    }
     showSuccess(QStringLiteral("Categories reset to the default seed."));
     log->record(ActionReceipt::Kind::cmd, QStringLiteral("AppState.resetCategoriesConfirmed"), std::nullopt,
                 QStringLiteral("reset prev=%1 now=%2").arg(previous).arg(categoryList.size()));

@@ -1,12 +1,12 @@
 #include "app/QuickActionBundle.h"
 
+#include "platform/AtomicFile.h"
 #include "platform/PropertyList.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QTemporaryDir>
 #include <QVariantList>
 
@@ -185,9 +185,8 @@ bool writePlist(const QString &bundle, const QString &relativePath, const QVaria
     const QByteArray xml = PropertyList::toXml(contents);
     if (xml.isEmpty())
         return writeFailure(error, QStringLiteral("couldn't encode %1").arg(relativePath));
-    QSaveFile file(QDir(bundle).filePath(relativePath));
-    if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit())
-        return writeFailure(error, QStringLiteral("couldn't write %1: %2").arg(relativePath, file.errorString()));
+    if (const auto failed = AtomicFile::writeWhole(QDir(bundle).filePath(relativePath), xml))
+        return writeFailure(error, QStringLiteral("couldn't write %1: %2").arg(relativePath, *failed));
     return true;
 }
 

@@ -1,12 +1,12 @@
 #include "platform/DesktopRegistration.h"
 
+#include "platform/AtomicFile.h"
 #include "platform/Paths.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 namespace {
@@ -23,9 +23,8 @@ bool writeAtomically(const QString &path, const QByteArray &content, QString *er
         *error = QStringLiteral("Couldn't create the folder for %1.").arg(Paths::displayPath(path));
         return false;
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit()) {
-        *error = QStringLiteral("Couldn't write %1: %2").arg(Paths::displayPath(path), file.errorString());
+    if (const auto failed = AtomicFile::writeWhole(path, content)) {
+        *error = QStringLiteral("Couldn't write %1: %2").arg(Paths::displayPath(path), *failed);
         return false;
     }
     return true;
