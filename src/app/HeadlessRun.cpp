@@ -7,6 +7,7 @@
 #include "app/ScriptedInteraction.h"
 #include "app/StitchSession.h"
 #include "platform/Paths.h"
+#include "platform/RegularFile.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -40,13 +41,18 @@ bool loadAnswers(const QString &path, ScriptedInteraction &interaction, QTextStr
 {
     if (path.isEmpty())
         return true;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        err << QStringLiteral("Couldn't read the answers file %1: %2").arg(path, file.errorString()) << Qt::endl;
+    // A regular file of sensible size: a FIFO or /dev/zero given by mistake must not hang or exhaust memory.
+    constexpr qint64 limit = 4 * 1024 * 1024;
+    const RegularFile::Read read = RegularFile::read(path, limit);
+    if (!read.ok()) {
+        err << QStringLiteral("Couldn't read the answers file %1: %2")
+                   .arg(path, read.failure == RegularFile::Failure::tooLarge ? QStringLiteral("it is larger than 4 MB")
+                                                                             : read.reason)
+            << Qt::endl;
         return false;
     }
     QString error;
-    const auto answers = ScriptedInteraction::parseAnswers(file.readAll(), &error);
+    const auto answers = ScriptedInteraction::parseAnswers(read.bytes, &error);
     if (!answers) {
         err << error << Qt::endl;
         return false;

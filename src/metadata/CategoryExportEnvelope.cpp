@@ -1,5 +1,7 @@
 #include "metadata/CategoryExportEnvelope.h"
 
+#include "platform/RegularFile.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -114,13 +116,14 @@ QString CategoryExportEnvelope::validate(const Category &category)
 std::variant<CategoryExportEnvelope, CategoryExportEnvelope::ImportError>
 CategoryExportEnvelope::read(const QString &path)
 {
-    const QFileInfo info(path);
-    if (info.exists() && info.size() > maxFileBytes)
-        return Error{Error::fileTooLarge{info.size()}};
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return Error{Error::readFailed{file.errorString()}};
-    const QByteArray bytes = file.readAll();
+    // The limit holds on the bytes read, not only the size the file declares: a FIFO or /dev/zero
+    // declares none and never ends.
+    const RegularFile::Read read = RegularFile::read(path, maxFileBytes);
+    if (read.failure == RegularFile::Failure::tooLarge)
+        return Error{Error::fileTooLarge{read.size}};
+    if (!read.ok())
+        return Error{Error::readFailed{read.reason}};
+    const QByteArray &bytes = read.bytes;
 
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);

@@ -1,5 +1,7 @@
 #include "platform/PropertyList.h"
 
+#include "platform/RegularFile.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QStringList>
@@ -206,14 +208,13 @@ PropertyList::ReadResult PropertyList::parse(const QByteArray &data)
 
 PropertyList::ReadResult PropertyList::readFile(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {{}, QStringLiteral("couldn't read %1: %2").arg(path, file.errorString())};
-    const QByteArray data = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        return {{}, QStringLiteral("couldn't read %1: %2").arg(path, file.errorString())};
+    // Property lists come from bundles and packs others made: only a regular file, and a bounded one.
+    constexpr qint64 limit = 16 * 1024 * 1024;
+    const RegularFile::Read read = RegularFile::read(path, limit);
+    if (!read.ok())
+        return {{}, QStringLiteral("couldn't read %1: %2").arg(path, read.reason)};
 
-    ReadResult result = parse(data);
+    ReadResult result = parse(read.bytes);
     if (!result.ok())
         result.error = QStringLiteral("couldn't read %1: %2").arg(path, result.error);
     return result;

@@ -8,6 +8,8 @@
 #include <libheif/heif.h>
 #endif
 
+#include <sys/stat.h>
+
 namespace {
 
 bool isHEIF(const QString &path)
@@ -95,8 +97,17 @@ int jpegComponents(const QByteArray &bytes)
 
 } // namespace
 
+bool ImageSource::isRegularFile(const QString &path)
+{
+    // A FIFO would block the reader for ever and a device never ends; only files are images.
+    struct stat info {};
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
 std::optional<QSize> ImageSource::pixelSize(const QString &path)
 {
+    if (!isRegularFile(path))
+        return std::nullopt;
     if (isHEIF(path))
         return heifSize(path);
     QImageReader reader(path);
@@ -113,6 +124,8 @@ std::optional<QSize> ImageSource::pixelSize(const QString &path)
 
 QImage ImageSource::decode(const QString &path, QSize scaledSize)
 {
+    if (!isRegularFile(path))
+        return {};
     if (isHEIF(path)) {
         QImage image = heifDecode(path);
         if (!image.isNull() && scaledSize.isValid() && scaledSize != image.size())

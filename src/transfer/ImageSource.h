@@ -12,6 +12,9 @@
 // BMP, TIFF and WebP; HEIC goes through libheif when the build has it.
 namespace ImageSource {
 
+// Whether `path` is a regular file (following a link): pipes and devices are never read as images.
+bool isRegularFile(const QString &path);
+
 // Width and height as displayed (EXIF orientation applied), without decoding.
 std::optional<QSize> pixelSize(const QString &path);
 
