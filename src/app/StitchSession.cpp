@@ -278,6 +278,8 @@ void StitchSession::start()
     }
     const QString output = QDir(*destination).filePath(outputFileName());
     // Nothing is replaced unasked: the old file goes only once the new one is complete, and only on the word.
+    // A file that appears there while the run works is never replaced.
+    StitchRunner::Existing existing = StitchRunner::Existing::keep;
     if (QFileInfo::exists(output) && state) {
         const int answer = state->interaction().alert(
             {QStringLiteral("“%1” already exists.").arg(outputFileName()),
@@ -285,6 +287,7 @@ void StitchSession::start()
              {QStringLiteral("Replace"), QStringLiteral("Cancel")}});
         if (answer != 0)
             return;
+        existing = StitchRunner::Existing::replace;
     }
 
     const qsizetype n = sourceList.size();
@@ -308,10 +311,10 @@ void StitchSession::start()
                     self->setPhase(running{{text, doneCount, total, startedAt}});
             });
         };
-        const StitchRunner::Result result = mode == StitchRunner::Mode::pdf
-                                                ? StitchRunner::runPDF(sources, output, progress, stop)
-                                                : StitchRunner::runImage(sources, output, layoutChoice, spacingChoice,
-                                                                         whiteChoice, capChoice, progress, stop);
+        const StitchRunner::Result result =
+            mode == StitchRunner::Mode::pdf ? StitchRunner::runPDF(sources, output, progress, stop, existing)
+                                            : StitchRunner::runImage(sources, output, layoutChoice, spacingChoice,
+                                                                     whiteChoice, capChoice, progress, stop, existing);
         postToMain(self, [self, result] {
             if (!self)
                 return;

@@ -1,12 +1,12 @@
 #include "platform/FileMoves.h"
 
+#include "platform/AtomicFile.h"
 #include "platform/FileCopy.h"
 #include "platform/Trash.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 
 #include <cerrno>
 #include <cstdio>
@@ -99,12 +99,13 @@ FileMoves::Result FileMoves::copyNoReplace(const QString &from, const QString &t
         return {Outcome::destinationExists, {}};
 
     // Built inside a hidden holding folder beside `to`, so that a copy cut short never shows under the
-    // real name; the holding folder goes with whatever it still holds.
+    // real name; the holding folder goes with whatever it still holds. Should the run be killed, the
+    // next run into that folder finds it unlocked and removes it.
     const QFileInfo target(to);
-    QTemporaryDir holding(target.dir().filePath(QStringLiteral(".") + target.fileName() + QStringLiteral(".vantrel-")));
+    const PartialFiles::Folder holding(target.absolutePath());
     if (!holding.isValid())
         return {Outcome::failed, holding.errorString()};
-    const QString partial = holding.filePath(target.fileName());
+    const QString partial = holding.path() + QLatin1Char('/') + target.fileName();
     if (!FileCopy::copyTree(QFile::encodeName(from), QFile::encodeName(partial)))
         return failure(errno);
     // On the destination's own file system now: the last step is an exclusive rename, and a file

@@ -10,26 +10,29 @@ constexpr int pagesObject = 2;
 
 } // namespace
 
-PdfWriter::PdfWriter(const QString &path) : file(path) {}
+PdfWriter::PdfWriter(QIODevice *device) : out(device) {}
 
 bool PdfWriter::open()
 {
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
     offsets = {0, 0}; // filled in by finish()
     return write("%PDF-1.4\n%\xE2\xE3\xCF\xD3\n");
 }
 
 bool PdfWriter::write(const QByteArray &bytes)
 {
-    if (!failed && file.write(bytes) != bytes.size())
+    if (failed)
+        return false;
+    if (out->write(bytes) != bytes.size()) {
         failed = true;
-    return !failed;
+        return false;
+    }
+    position += bytes.size();
+    return true;
 }
 
 int PdfWriter::beginObject()
 {
-    offsets.append(file.pos());
+    offsets.append(position);
     const int number = int(offsets.size());
     write(QByteArray::number(number) + " 0 obj\n");
     return number;
@@ -94,25 +97,22 @@ bool PdfWriter::addImagePage(const QImage &source)
 
 bool PdfWriter::finish()
 {
-    offsets[pagesObject - 1] = file.pos();
+    offsets[pagesObject - 1] = position;
     QByteArray kids;
     for (const int page : pages)
         kids += QByteArray::number(page) + " 0 R ";
     write(QByteArray::number(pagesObject) + " 0 obj\n<< /Type /Pages /Kids [" + kids + "] /Count " +
           QByteArray::number(pages.size()) + " >>\nendobj\n");
-    offsets[catalogObject - 1] = file.pos();
+    offsets[catalogObject - 1] = position;
     write(QByteArray::number(catalogObject) + " 0 obj\n<< /Type /Catalog /Pages " + QByteArray::number(pagesObject) +
           " 0 R >>\nendobj\n");
 
-    const qint64 table = file.pos();
+    const qint64 table = position;
     QByteArray xref = "xref\n0 " + QByteArray::number(offsets.size() + 1) + "\n0000000000 65535 f \n";
     for (const qint64 offset : offsets)
         xref += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
     write(xref);
     write("trailer\n<< /Size " + QByteArray::number(offsets.size() + 1) + " /Root " +
           QByteArray::number(catalogObject) + " 0 R >>\nstartxref\n" + QByteArray::number(table) + "\n%%EOF\n");
-    if (!failed && !file.flush())
-        failed = true;
-    file.close();
     return !failed;
 }

@@ -1,6 +1,7 @@
 #include "transfer/StitchRunner.h"
 
-#include "platform/FileMoves.h"
+#include "platform/AtomicFile.h"
+#include "platform/RegularFile.h"
 #include "transfer/ImageSource.h"
 #include "transfer/PdfWriter.h"
 
@@ -12,6 +13,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 
 namespace {
@@ -32,35 +34,30 @@ Result failure(Mode mode, const QString &message, int imageCount = 0, int skippe
     return result;
 }
 
-QString temporaryBeside(const QString &output, const char *extension)
+// The runner's texts ask the user to check permissions; that is the right advice only when the system
+// refused for that reason. A full disk or a failing share says what it is.
+QString writeFailure(const char *verb, const char *what, const AtomicFile &file)
 {
-    return QFileInfo(output).absolutePath() + QStringLiteral("/.vantrel-stitch-") +
-           QUuid::createUuid().toString(QUuid::WithoutBraces) + QLatin1Char('.') + QLatin1String(extension);
+    const int code = file.errorCode();
+    if (code == EACCES || code == EPERM || code == EROFS || code == 0)
+        return QStringLiteral("Couldn't %1 the %2 to that folder. Check you have permission to write there.")
+            .arg(QLatin1String(verb), QLatin1String(what));
+    return QStringLiteral("Couldn't %1 the %2 to that folder: %3.")
+        .arg(QLatin1String(verb), QLatin1String(what), file.errorString());
 }
 
-// Removes the temporary file on every road out but success.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(QString path) : file(std::move(path)) {}
-    ~TemporaryFile()
-    {
-        if (!kept)
-            QFile::remove(file);
-    }
-    TemporaryFile(const TemporaryFile &) = delete;
-    TemporaryFile &operator=(const TemporaryFile &) = delete;
-    const QString &path() const { return file; }
-    // Moves it over `output`, replacing a file already there only now that the new one is complete.
-    bool moveInto(const QString &output)
-    {
-        kept = FileMoves::replace(file, output).outcome == FileMoves::Outcome::moved;
-        return kept;
-    }
+QString saveFailure(const char *what, const AtomicFile &file)
+{
+    if (file.destinationExists())
+        return QStringLiteral("Couldn't save the %1: “%2” appeared in that folder meanwhile, and it was left as it is.")
+            .arg(QLatin1String(what), QFileInfo(file.path()).fileName());
+    return writeFailure("save", what, file);
+}
 
-private:
-    QString file;
-    bool kept = false;
-};
+AtomicFile::Mode commitMode(Existing existing)
+{
+    return existing == Existing::replace ? AtomicFile::Mode::replace : AtomicFile::Mode::noReplace;
+}
 
 Result success(Mode mode, const QString &output, int images, int skipped)
 {
@@ -207,25 +204,26 @@ bool StitchRunner::exceedsPixelLimit(QSize size)
 }
 
 Result StitchRunner::runPDF(const QStringList &sources, const QString &output, const Progress &progress,
-                            std::stop_token stop)
+                            std::stop_token stop, Existing existing)
 {
-    TemporaryFile temporary(temporaryBeside(output, "pdf"));
-    PdfWriter writer(temporary.path());
-    const QString writeFailure =
-        QStringLiteral("Couldn't write the PDF to that folder. Check you have permission to write there.");
+    // The PDF has no name until it is complete: a run cut short, or killed, leaves nothing behind.
+    AtomicFile file(output);
+    if (!file.open())
+        return failure(Mode::pdf, writeFailure("write", "PDF", file));
+    PdfWriter writer(file.device());
     if (!writer.open())
-        return failure(Mode::pdf, writeFailure);
+        return failure(Mode::pdf, writeFailure("write", "PDF", file));
     int skipped = 0;
     const int total = int(sources.size());
     for (int i = 0; i < total; ++i) {
         if (stop.stop_requested())
             return failure(Mode::pdf, cancelled);
         const QString &source = sources[i];
-        QFile file(source);
         bool added = false;
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray bytes = file.readAll();
-            file.close();
+        // Only a regular file, and no more than an image could be: a pipe or a device would never end.
+        constexpr qint64 imageLimit = qint64(1) << 30;
+        if (const RegularFile::Read read = RegularFile::read(source, imageLimit); read.ok()) {
+            const QByteArray &bytes = read.bytes;
             if (const auto jpeg = ImageSource::embeddableJPEG(source, bytes)) {
                 added = writer.addJPEGPage(bytes, jpeg->size, jpeg->components);
             } else {
@@ -233,6 +231,9 @@ Result StitchRunner::runPDF(const QStringList &sources, const QString &output, c
                 added = !image.isNull() && writer.addImagePage(image);
             }
         }
+        // A full disk is no unreadable image: the run stops there and says why.
+        if (writer.hasFailed())
+            return failure(Mode::pdf, writeFailure("write", "PDF", file), writer.pageCount(), skipped);
         if (!added)
             ++skipped;
         if (progress)
@@ -243,18 +244,15 @@ Result StitchRunner::runPDF(const QStringList &sources, const QString &output, c
     if (writer.pageCount() == 0)
         return failure(Mode::pdf, noImages, 0, skipped);
     if (!writer.finish())
-        return failure(Mode::pdf, writeFailure, writer.pageCount(), skipped);
-    if (!temporary.moveInto(output))
-        return failure(
-            Mode::pdf,
-            QStringLiteral("Couldn't save the PDF to that folder. Check you have permission to write there."),
-            writer.pageCount(), skipped);
+        return failure(Mode::pdf, writeFailure("write", "PDF", file), writer.pageCount(), skipped);
+    if (!file.commit(commitMode(existing)))
+        return failure(Mode::pdf, saveFailure("PDF", file), writer.pageCount(), skipped);
     return success(Mode::pdf, output, writer.pageCount(), skipped);
 }
 
 Result StitchRunner::runImage(const QStringList &sources, const QString &output, Layout layout, double spacing,
                               bool backgroundIsWhite, std::optional<int> longestEdgeCap, const Progress &progress,
-                              std::stop_token stop)
+                              std::stop_token stop, Existing existing)
 {
     // The sizes come from the headers, so the canvas is known and checked
     // before a single image is decoded; each image is then decoded, drawn and
@@ -321,19 +319,21 @@ Result StitchRunner::runImage(const QStringList &sources, const QString &output,
     if (stop.stop_requested())
         return failure(Mode::image, cancelled);
 
-    TemporaryFile temporary(temporaryBeside(output, "png"));
-    QImageWriter writer(temporary.path(), "png");
+    AtomicFile file(output);
+    if (!file.open())
+        return failure(Mode::image, writeFailure("write", "image", file), drawn, skipped);
+    QImageWriter writer(file.device(), "png");
     if (!writer.canWrite())
+        return failure(Mode::image, writeFailure("write", "image", file), drawn, skipped);
+    if (!writer.write(canvas)) {
+        const QString reason = file.device()->errorString();
         return failure(Mode::image,
-                       QStringLiteral("Couldn't write the image to that folder. Check you have permission to write "
-                                      "there."),
+                       reason.isEmpty() || reason == QLatin1String("Unknown error")
+                           ? QStringLiteral("Couldn't finalise the image file.")
+                           : QStringLiteral("Couldn't finalise the image file: %1.").arg(reason),
                        drawn, skipped);
-    if (!writer.write(canvas))
-        return failure(Mode::image, QStringLiteral("Couldn't finalise the image file."), drawn, skipped);
-    if (!temporary.moveInto(output))
-        return failure(Mode::image,
-                       QStringLiteral("Couldn't save the image to that folder. Check you have permission to write "
-                                      "there."),
-                       drawn, skipped);
+    }
+    if (!file.commit(commitMode(existing)))
+        return failure(Mode::image, saveFailure("image", file), drawn, skipped);
     return success(Mode::image, output, drawn, skipped);
 }

@@ -54,9 +54,14 @@ bool exceedsPixelLimit(QSize size);
 // Progress: the step, images done, images in all.
 using Progress = std::function<void(const QString &step, int done, int total)>;
 
-Result runPDF(const QStringList &sources, const QString &output, const Progress &progress, std::stop_token stop);
+// What becomes of a file already at the output's name: replaced once the new one is complete (the
+// user said Replace), or kept, the run then failing.
+enum class Existing { replace, keep };
+
+Result runPDF(const QStringList &sources, const QString &output, const Progress &progress, std::stop_token stop,
+              Existing existing = Existing::replace);
 Result runImage(const QStringList &sources, const QString &output, Layout layout, double spacing,
                 bool backgroundIsWhite, std::optional<int> longestEdgeCap, const Progress &progress,
-                std::stop_token stop);
+                std::stop_token stop, Existing existing = Existing::replace);
 
 } // namespace StitchRunner
