@@ -42,7 +42,7 @@ bool loadAnswers(const QString &path, ScriptedInteraction &interaction, QTextStr
     if (path.isEmpty())
         return true;
     // A regular file of sensible size: a FIFO or /dev/zero given by mistake must not hang or exhaust memory.
-    constexpr qint64 limit = 4 * 1024 * 1024;
+    constexpr qint64 limit = qint64(4) * 1024 * 1024;
     const RegularFile::Read read = RegularFile::read(path, limit);
     if (!read.ok()) {
         err << QStringLiteral("Couldn't read the answers file %1: %2")

@@ -115,7 +115,7 @@ std::optional<QString> CategoryStore::change(const char *operation, const std::f
             return edited;
         },
         [&] {
-            const QByteArray bytes = encode();
+            QByteArray bytes = encode();
             written = bytes.size();
             return bytes;
         });
@@ -155,7 +155,7 @@ std::optional<QString> CategoryStore::update(const Category &category)
     const QString before = QStringLiteral("id=%1").arg(category.id.toString(QUuid::WithoutBraces).toUpper());
     bool found = false;
     qsizetype index = 0;
-    const auto error = change(
+    auto error = change(
         "update",
         [&] {
             const auto at =

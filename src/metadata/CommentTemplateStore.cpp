@@ -79,7 +79,7 @@ std::optional<QString> CommentTemplateStore::change(const char *operation, const
             return true;
         },
         [&] {
-            const QByteArray bytes = encode();
+            QByteArray bytes = encode();
             written = bytes.size();
             return bytes;
         });

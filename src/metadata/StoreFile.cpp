@@ -20,7 +20,7 @@
 namespace {
 
 // Far beyond any real library; a file larger than this is no store of ours.
-constexpr qint64 storeLimit = 64 * 1024 * 1024;
+constexpr qint64 storeLimit = qint64(64) * 1024 * 1024;
 // How long a change waits for another process's change to the same store.
 constexpr int lockWaitMs = 10000;
 
@@ -120,7 +120,7 @@ std::optional<QString> StoreFile::update(const std::function<bool(Loaded)> &edit
         return QStringLiteral("%1 can't be read and couldn't be moved aside (%2)").arg(name, *blocked);
     if (!edit(current))
         return std::nullopt;
-    if (const auto error = AtomicFile::writeWhole(path(), encode()))
+    if (auto error = AtomicFile::writeWhole(path(), encode()))
         return error;
     known = currentSignature();
     return std::nullopt;

@@ -209,7 +209,7 @@ PropertyList::ReadResult PropertyList::parse(const QByteArray &data)
 PropertyList::ReadResult PropertyList::readFile(const QString &path)
 {
     // Property lists come from bundles and packs others made: only a regular file, and a bounded one.
-    constexpr qint64 limit = 16 * 1024 * 1024;
+    constexpr qint64 limit = qint64(16) * 1024 * 1024;
     const RegularFile::Read read = RegularFile::read(path, limit);
     if (!read.ok())
         return {{}, QStringLiteral("couldn't read %1: %2").arg(path, read.reason)};
