@@ -282,13 +282,13 @@ bool QuickActionBundleWriter::write(const Workflow &workflow, const QString &url
     if (replacing && !overwrite)
         return writeFailure(error, QStringLiteral("%1 already exists").arg(target));
 
-    // Assembled beside the target (same file system, so the final rename is atomic) under a
-    // hidden name the Services menu ignores. QTemporaryDir adds the random part to the name and
-    // removes the folder on every early return.
-    QTemporaryDir staging(parent.filePath(QStringLiteral(".") + bundleName + QStringLiteral(".new-")));
+    // Assembled beside the target (same file system, so the final rename is atomic) in a hidden,
+    // locked holding folder the Services menu ignores, removed on every early return; one left by a
+    // killed run is cleared by the next write into this folder.
+    const PartialFiles::Folder staging(folder);
     if (!staging.isValid())
         return writeFailure(error, QStringLiteral("couldn't write in %1: %2").arg(folder, staging.errorString()));
-    const QString staged = staging.filePath(bundleName);
+    const QString staged = staging.path() + QLatin1Char('/') + bundleName;
     if (!QDir().mkpath(QDir(staged).filePath(QStringLiteral("Contents"))))
         return writeFailure(error, QStringLiteral("couldn't create %1 in %2").arg(bundleName, folder));
     if (!writePlist(staged, infoPlistPath, infoPlist(workflow), error) ||
@@ -303,7 +303,8 @@ bool QuickActionBundleWriter::write(const Workflow &workflow, const QString &url
     }
 
     // The old bundle moves into a second hidden folder first, so the new one can take its
-    // name; it is put back if that fails, and otherwise deleted with the holding folder.
+    // name; it is put back if that fails, and otherwise deleted with the holding folder. This one
+    // is no partial: should a run be killed right here, it holds the only copy of the old bundle.
     QTemporaryDir retired(parent.filePath(QStringLiteral(".") + bundleName + QStringLiteral(".old-")));
     if (!retired.isValid())
         return writeFailure(error, QStringLiteral("couldn't write in %1: %2").arg(folder, retired.errorString()));
