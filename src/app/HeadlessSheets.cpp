@@ -181,8 +181,10 @@ std::optional<QString> completeTextTools(AppState &state, const QList<Setting> &
                                 QStringLiteral("action, primary, replacement and separator"));
         }
     }
-    if (!sheet.canApply())
+    if (sheet.action() != TextCommentToolsSheet::ActionKind::clearComment && sheet.primary().isEmpty())
         return QStringLiteral("%1 needs --set primary=TEXT.").arg(TextCommentToolsSheet::toString(sheet.action()));
+    if (auto problem = sheet.problem())
+        return problem;
     sheet.apply();
     return std::nullopt;
 }

@@ -253,7 +253,17 @@ INSTANTIATE_TEST_SUITE_P(
                   {"comment-templates", "--set", "mode=replace"},
                   "Comment Templates changes files, so it needs --set selectedTemplateIDs=ID-or-name,… or --set "
                   "customBody=TEXT; nothing was changed."},
-        Unwritten{"TextToolsNothingSet", {"text-comment-tools"}, "Add text before filename needs --set primary=TEXT."}),
+        Unwritten{"TextToolsNothingSet", {"text-comment-tools"}, "Add text before filename needs --set primary=TEXT."},
+        Unwritten{"TextToolsPathUpwards",
+                  {"text-comment-tools", "--set", "primary=../../X"},
+                  "A file name can't contain “/”."},
+        Unwritten{
+            "TextToolsSlashInTheSeparator",
+            {"text-comment-tools", "--set", "action=appendFilename", "--set", "primary=v2", "--set", "separator=/"},
+            "A file name can't contain “/”."},
+        Unwritten{"TextToolsNothingBeforeTheExtension",
+                  {"text-comment-tools", "--set", "action=replaceInFilename", "--set", "primary=a"},
+                  "“a.txt” would be renamed to “.txt”, with nothing before its extension."}),
     [](const testing::TestParamInfo<Unwritten> &info) { return std::string(info.param.name); });
 
 // Set to nothing on purpose, a field counts: an empty body replaces the comment, as Apply in the window does.
