@@ -26,7 +26,7 @@ test: build
 bench: build
 	@WITH_BENCH=1 scripts/install-deps.sh
 	@cmake --build $(BUILD_DIR) --target benchmarks
-	@for b in $(BUILD_DIR)/bin/bench_*; do [ -x "$$b" ] && "$$b"; done; true
+	@status=0; for b in $(BUILD_DIR)/bin/bench_*; do [ -x "$$b" ] || continue; "$$b" || status=1; done; exit $$status
 
 lint: configure
 	@WITH_LINT=1 scripts/install-deps.sh

@@ -5,6 +5,7 @@
 //
 // Without TREE the tree is built in a temporary folder and removed afterwards. With TREE an empty or missing
 // folder is filled and kept, so later runs skip the build; a folder that isn't empty is measured as it is.
+#include "Peers.h"
 #include "scan/FileWalker.h"
 
 #include <QCoreApplication>
@@ -19,6 +20,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -104,18 +106,29 @@ QStringList findArguments(const QString &root)
     return {root, QStringLiteral("-type"), QStringLiteral("f"), QStringLiteral("-printf"), QStringLiteral("%s %T@\\n")};
 }
 
-// Runs find with its output going to `output` (a file name), and says whether it ran to the end.
-bool runFind(const QString &root, const QString &output)
+// find's exit status, or -1 when it didn't start or didn't end on its own.
+int exitStatus(QProcess &find)
+{
+    // Waiting on a process that has already ended counts as failing to wait; only a running one is waited for.
+    if (find.state() != QProcess::NotRunning)
+        find.waitForFinished(-1);
+    if (find.error() == QProcess::FailedToStart || find.exitStatus() != QProcess::NormalExit)
+        return -1;
+    return find.exitCode();
+}
+
+// Runs find with its output going to `output` (a file name), and gives its exit status.
+int runFind(const QString &root, const QString &output)
 {
     QProcess find;
     find.setStandardOutputFile(output);
     find.setStandardErrorFile(QProcess::nullDevice());
     find.start(QStringLiteral("find"), findArguments(root));
-    return find.waitForFinished(-1) && find.exitStatus() == QProcess::NormalExit;
+    return exitStatus(find);
 }
 
-// The number of lines find prints: one per file.
-qint64 findCount(const QString &root)
+// The number of lines find prints, one per file, and its exit status.
+std::pair<qint64, int> findCount(const QString &root)
 {
     QProcess find;
     find.setStandardErrorFile(QProcess::nullDevice());
@@ -125,9 +138,9 @@ qint64 findCount(const QString &root)
         const QByteArray chunk = find.readAllStandardOutput();
         lines += chunk.count('\n');
     }
-    find.waitForFinished(-1);
+    const int status = exitStatus(find);
     lines += find.readAllStandardOutput().count('\n');
-    return lines;
+    return {lines, status};
 }
 
 } // namespace
@@ -135,6 +148,8 @@ qint64 findCount(const QString &root)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
+    if (!Peers::installed("bench_walk", {QStringLiteral("find")}))
+        return Peers::peerFailed;
     QTemporaryDir temporary;
     const QString root = argc > 1 ? QFile::decodeName(argv[1]) : temporary.path() + QStringLiteral("/tree");
     const QByteArray encodedRoot = QFile::encodeName(root);
@@ -161,13 +176,22 @@ int main(int argc, char **argv)
 
     qint64 walked = 0;
     const double walkMs = bestOfThree([&] { walked = FileWalker::walk({root}).size(); });
-    bool findRan = true;
-    const double findMs = bestOfThree([&] { findRan = runFind(root, QProcess::nullDevice()) && findRan; });
-    const qint64 found = findCount(root);
-    if (!findRan) {
-        std::fprintf(stderr, "find did not run\n");
-        return 2;
-    }
+    int findStatus = 0;
+    const double findMs = bestOfThree([&] {
+        if (const int status = runFind(root, QProcess::nullDevice()); status != 0)
+            findStatus = status;
+    });
+    const auto [found, countStatus] = findCount(root);
+    if (findStatus != 0 || countStatus != 0)
+        return Peers::failed(
+            "bench_walk",
+            QStringLiteral("find failed on %1 (exit %2)").arg(root).arg(findStatus ? findStatus : countStatus));
+    // Only the same work done by both is a fair comparison.
+    if (walked != found)
+        return Peers::failed("bench_walk", QStringLiteral("find listed %1 files where the walk found %2, so the two "
+                                                          "didn't do the same work")
+                                               .arg(found)
+                                               .arg(walked));
 
     const double ratio = walkMs / findMs;
     if (built > 0)
@@ -177,9 +201,5 @@ int main(int argc, char **argv)
     std::printf("FileWalker::walk    %8.1f ms (best of 3)\n", walkMs);
     std::printf("find -type f -printf %7.1f ms (best of 3)\n", findMs);
     std::printf("walk/find = %.2f (goal ≤ %.2f)\n", ratio, goal);
-    if (walked != found) {
-        std::fprintf(stderr, "the walk and find disagree on the number of files\n");
-        return 1;
-    }
     return ratio <= goal ? 0 : 1;
 }

@@ -9,6 +9,7 @@ packages=(
   libplist-dev libssl-dev libheif-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   attr git zip unzip tar xvfb xauth xdg-utils desktop-file-utils shared-mime-info
+  socat
 )
 if [ "${WITH_BENCH:-0}" = 1 ]; then
   packages+=(img2pdf imagemagick jdupes rdfind fdupes rmlint)

@@ -25,6 +25,15 @@ const char *const usage = R"(Usage:
   vantrel register-desktop                  register the vantrel:// handler and the pack file type
 )";
 
+// A socket that isn't ours, or an instance that didn't take the URLs, is said so, never taken for success.
+bool refused(const InstanceClient::Result &result)
+{
+    if (result.outcome != InstanceClient::Outcome::refused)
+        return false;
+    std::fprintf(stderr, "%s\n", qPrintable(result.problem));
+    return true;
+}
+
 int runWindow(int argc, char **argv, const QStringList &pendingURLs)
 {
     QApplication app(argc, argv);
@@ -35,7 +44,13 @@ int runWindow(int argc, char **argv, const QStringList &pendingURLs)
     AppController controller(pendingURLs);
     if (!controller.start(QCoreApplication::applicationFilePath())) {
         // Another instance answered in the meantime: hand it the URLs instead.
-        return InstanceClient::deliver(Paths::instanceSocket(), pendingURLs) ? 0 : 1;
+        const auto result = InstanceClient::deliver(Paths::instanceSocket(), pendingURLs);
+        if (result.outcome == InstanceClient::Outcome::delivered)
+            return 0;
+        if (!refused(result))
+            std::fprintf(stderr, "Couldn't listen on %s: %s\n", qPrintable(Paths::instanceSocket()),
+                         qPrintable(controller.listenError()));
+        return 1;
     }
     return QApplication::exec();
 }
@@ -51,8 +66,11 @@ int main(int argc, char **argv)
 
     if (command.isEmpty()) {
         // A second launch only brings the running window forward.
-        if (InstanceClient::deliver(Paths::instanceSocket(), {}, 1000))
+        const auto result = InstanceClient::deliver(Paths::instanceSocket(), {}, 1000);
+        if (result.outcome == InstanceClient::Outcome::delivered)
             return 0;
+        if (refused(result))
+            return 1;
         return runWindow(argc, argv, {});
     }
     if (command == QLatin1String("open")) {
@@ -62,8 +80,11 @@ int main(int argc, char **argv)
             std::fprintf(stderr, "%s\n", qPrintable(error));
             return 2;
         }
-        if (InstanceClient::deliver(Paths::instanceSocket(), *urls, 1000))
+        const auto result = InstanceClient::deliver(Paths::instanceSocket(), *urls, 1000);
+        if (result.outcome == InstanceClient::Outcome::delivered)
             return 0;
+        if (refused(result))
+            return 1;
         return runWindow(argc, argv, *urls);
     }
     if (command == QLatin1String("run")) {

@@ -30,6 +30,19 @@ QString unknownField(const QString &sheet, const QString &field, const QString &
     return QStringLiteral("%1 has no field “%2”; it takes %3.").arg(sheet, field, known);
 }
 
+// A run that changes files is told what to write: a sheet's starting values (no tags, no category, an
+// empty body that replaces) are what a person looks at before pressing Apply, never what a script
+// gets for leaving a field out. Set to empty on purpose, a field counts as set.
+std::optional<QString> missingContent(const QString &sheet, const QList<Setting> &settings, const QStringList &fields,
+                                      const QString &usage)
+{
+    for (const Setting &setting : settings) {
+        if (fields.contains(setting.name))
+            return std::nullopt;
+    }
+    return QStringLiteral("%1 changes files, so it needs %2; nothing was changed.").arg(sheet, usage);
+}
+
 // An id or, failing that, a name: exact first, then without regard to case.
 template <typename T> std::optional<QUuid> findByIDOrName(const QList<T> &list, const QString &key)
 {
@@ -65,6 +78,9 @@ std::optional<QString> completeSingleTag(AppState &state, const QList<Setting> &
                                 QStringLiteral("selected and query"));
         }
     }
+    if (auto missing = missingContent(QStringLiteral("Single Tag Selector"), settings, {QStringLiteral("selected")},
+                                      QStringLiteral("--set selected=TAG,…")))
+        return missing;
     sheet.apply();
     return std::nullopt;
 }
@@ -87,6 +103,10 @@ std::optional<QString> completeCategoryTagging(AppState &state, const QList<Sett
                                 QStringLiteral("selectedCategoryID, draftName and draftTags"));
         }
     }
+    if (auto missing = missingContent(QStringLiteral("Tag Category Selector"), settings,
+                                      {QStringLiteral("selectedCategoryID"), QStringLiteral("draftName")},
+                                      QStringLiteral("--set selectedCategoryID=ID-or-name or --set draftName=NAME")))
+        return missing;
     // A draft goes through the inline form, which also selects it.
     // A draft that couldn't be saved ends the run on the failure banner, before any file is tagged.
     if (!sheet.draftName().trimmed().isEmpty() && !sheet.saveDraft())
@@ -123,6 +143,11 @@ std::optional<QString> completeCommentTemplates(AppState &state, const QList<Set
                                 QStringLiteral("selectedTemplateIDs, customBody and mode"));
         }
     }
+    if (auto missing =
+            missingContent(QStringLiteral("Comment Templates"), settings,
+                           {QStringLiteral("selectedTemplateIDs"), QStringLiteral("customBody")},
+                           QStringLiteral("--set selectedTemplateIDs=ID-or-name,… or --set customBody=TEXT")))
+        return missing;
     sheet.apply();
     return std::nullopt;
 }
@@ -157,12 +182,17 @@ std::optional<QString> completeTextTools(AppState &state, const QList<Setting> &
                                 QStringLiteral("action, primary, replacement and separator"));
         }
     }
-    if (!sheet.canApply())
+    if (sheet.action() != TextCommentToolsSheet::ActionKind::clearComment && sheet.primary().isEmpty())
         return QStringLiteral("%1 needs --set primary=TEXT.").arg(TextCommentToolsSheet::toString(sheet.action()));
+    if (auto problem = sheet.problem())
+        return problem;
     sheet.apply();
     return std::nullopt;
 }
 
+// Stitch needs no field set: it changes no file it was given, only writes a new one made from them
+// (a taken name is replaced only when the "already exists" question is answered Replace), so the
+// window's starting values are a fair way to run it.
 std::optional<QString> startStitch(AppState &state, const QList<Setting> &settings)
 {
     StitchSession &session = *state.stitchSession();

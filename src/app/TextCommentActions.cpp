@@ -4,6 +4,7 @@
 #include "app/Plural.h"
 #include "metadata/FinderMetadata.h"
 #include "platform/FileMoves.h"
+#include "platform/FileNames.h"
 
 #include <QFileInfo>
 
@@ -15,8 +16,20 @@ constexpr int maxCounter = 999;
 
 QString candidate(const TextCommentActions::NameParts &parts, const QString &stem)
 {
-    const QString name = parts.extension.isEmpty() ? stem : stem + QLatin1Char('.') + parts.extension;
-    return parts.folder + QLatin1Char('/') + name;
+    return parts.folder + QLatin1Char('/') + TextCommentActions::joined(parts, stem);
+}
+
+// Why `stem` can't be the new stem of the file `parts` come from.
+std::optional<QString> stemProblem(const TextCommentActions::NameParts &parts, const QString &stem)
+{
+    const QString name = TextCommentActions::joined(parts, stem);
+    const QString oldName = TextCommentActions::joined(parts, parts.stem);
+    // "report.pdf" made ".pdf" would vanish from sight as a hidden file with no name of its own.
+    if (stem.isEmpty() && !parts.extension.isEmpty())
+        return QStringLiteral("“%1” would be renamed to “%2”, with nothing before its extension.").arg(oldName, name);
+    if (const auto problem = FileNames::problem(name))
+        return QStringLiteral("“%1” would be renamed to “%2”. %3").arg(oldName, name, *problem);
+    return std::nullopt;
 }
 
 } // namespace
@@ -49,11 +62,56 @@ QString TextCommentActions::removedComment(const std::optional<QString> &existin
     return comment;
 }
 
+QString TextCommentActions::joined(const NameParts &parts, const QString &stem)
+{
+    return parts.extension.isEmpty() ? stem : stem + QLatin1Char('.') + parts.extension;
+}
+
+std::optional<QString> TextCommentActions::renamedStem(const AppState::TextCommentAction &action,
+                                                       const NameParts &parts)
+{
+    if (const auto *prepend = std::get_if<AppState::prependFilename>(&action))
+        return prepend->text + parts.stem;
+    if (const auto *append = std::get_if<AppState::appendFilename>(&action))
+        return parts.stem + append->text;
+    if (const auto *replace = std::get_if<AppState::replaceInFilename>(&action)) {
+        QString stem = parts.stem;
+        if (!replace->find.isEmpty())
+            stem.replace(replace->find, replace->replace, Qt::CaseSensitive);
+        return stem;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> TextCommentActions::textProblem(const AppState::TextCommentAction &action)
+{
+    if (const auto *prepend = std::get_if<AppState::prependFilename>(&action))
+        return FileNames::partProblem(prepend->text);
+    if (const auto *append = std::get_if<AppState::appendFilename>(&action))
+        return FileNames::partProblem(append->text);
+    // The text to find may hold anything: it only ever matches what a name already has.
+    if (const auto *replace = std::get_if<AppState::replaceInFilename>(&action))
+        return FileNames::partProblem(replace->replace);
+    return std::nullopt;
+}
+
+std::optional<QString> TextCommentActions::nameProblem(const AppState::TextCommentAction &action, const QString &path)
+{
+    const NameParts parts = split(path);
+    const auto stem = renamedStem(action, parts);
+    if (!stem || *stem == parts.stem)
+        return std::nullopt;
+    return stemProblem(parts, *stem);
+}
+
 void TextCommentActions::renameStem(const QString &path, const QString &newStem)
 {
     const NameParts parts = split(path);
     if (newStem == parts.stem)
         return;
+    // The last guard before the move: whoever called, a stem with "/" never reaches another folder.
+    if (const auto problem = stemProblem(parts, newStem))
+        throw std::runtime_error(problem->toStdString());
     QString target = candidate(parts, newStem);
     for (int i = 1; i <= maxCounter; ++i) {
         const FileMoves::Result result = FileMoves::moveNoReplace(path, target);
@@ -73,16 +131,8 @@ void AppState::applyTextCommentAction(const TextCommentAction &action, const QSt
     int failed = 0;
     for (const QString &target : targets) {
         try {
-            const NameParts parts = split(target);
-            if (const auto *prepend = std::get_if<prependFilename>(&action)) {
-                renameStem(target, prepend->text + parts.stem);
-            } else if (const auto *append = std::get_if<appendFilename>(&action)) {
-                renameStem(target, parts.stem + append->text);
-            } else if (const auto *replace = std::get_if<replaceInFilename>(&action)) {
-                QString stem = parts.stem;
-                if (!replace->find.isEmpty())
-                    stem.replace(replace->find, replace->replace, Qt::CaseSensitive);
-                renameStem(target, stem);
+            if (const auto stem = renamedStem(action, split(target))) {
+                renameStem(target, *stem);
             } else if (const auto *add = std::get_if<addToComment>(&action)) {
                 FinderMetadata::writeComment(addedComment(FinderMetadata::readComment(target), add->text), target);
             } else if (const auto *remove = std::get_if<removeFromComment>(&action)) {

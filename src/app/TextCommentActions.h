@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/AppState.h"
+
 #include <QString>
 
 #include <optional>
@@ -23,9 +25,23 @@ QString addedComment(const std::optional<QString> &existing, const QString &text
 // The comment `removeFromComment` writes: every occurrence of the text gone.
 QString removedComment(const std::optional<QString> &existing, const QString &text);
 
+// The name `parts` take with `stem` in place of their own stem.
+QString joined(const NameParts &parts, const QString &stem);
+
+// The stem a rename action gives the file `parts` were split from; nothing for
+// the comment actions.
+std::optional<QString> renamedStem(const AppState::TextCommentAction &action, const NameParts &parts);
+
+// Why the text a rename action puts into names can't be in a name ("/", NUL).
+std::optional<QString> textProblem(const AppState::TextCommentAction &action);
+// Why `path` can't take the name the action gives it (empty, "..", too long,
+// nothing left before the extension). Nothing for a name that is fine, and for
+// the comment actions.
+std::optional<QString> nameProblem(const AppState::TextCommentAction &action, const QString &path);
+
 // Renames `path` to `newStem` keeping its extension. A taken name gets " (1)",
 // " (2)"… up to 999; when all are taken the file stays. Throws the system's
-// error when the move fails.
+// error when the move fails, and the reason when the name can't be a name.
 void renameStem(const QString &path, const QString &newStem);
 
 } // namespace TextCommentActions

@@ -234,9 +234,24 @@ std::optional<QString> TextCommentToolsSheet::previewAfter() const
     return QString();
 }
 
+std::optional<QString> TextCommentToolsSheet::problem() const
+{
+    if (!isRename(kind))
+        return std::nullopt;
+    const AppState::TextCommentAction action = makeAction();
+    if (auto problem = TextCommentActions::textProblem(action))
+        return problem;
+    // Every file, before any is renamed: a run never stops half-way on a name it could have foreseen.
+    for (const QString &target : sheetContext.targets) {
+        if (auto problem = TextCommentActions::nameProblem(action, target))
+            return problem;
+    }
+    return std::nullopt;
+}
+
 bool TextCommentToolsSheet::canApply() const
 {
-    return kind == Kind::clearComment || !primaryText.isEmpty();
+    return (kind == Kind::clearComment || !primaryText.isEmpty()) && !problem();
 }
 
 QString TextCommentToolsSheet::applyLabel() const

@@ -70,6 +70,9 @@ public:
     // The first file before and after; nothing without targets.
     std::optional<QString> previewBefore() const;
     std::optional<QString> previewAfter() const;
+    // Why the rename can't go ahead: text that can't be in a name, or a file that
+    // would get a name that isn't one. Shown in the sheet; Apply waits until it's gone.
+    std::optional<QString> problem() const;
     bool canApply() const;
     QString applyLabel() const;
     AppState::TextCommentAction makeAction() const;

@@ -8,6 +8,9 @@ class QLocalServer;
 // One running instance per user receives URLs from later launches over a local
 // socket. The sender writes one URL a line and an empty line, and waits for
 // "ok", so a URL is either handed over whole or the sender knows it wasn't.
+// The socket's folder must be private to this user (PrivateFolder), and each
+// end asks the kernel who is on the other end: URLs carry the user's file
+// paths, and neither end talks to another account.
 class InstanceServer : public QObject {
     Q_OBJECT
 public:
@@ -15,6 +18,7 @@ public:
     ~InstanceServer() override;
 
     // Listens on `socketPath`, taking over a socket file that no instance answers on.
+    // Makes the socket's folder when it is missing; refuses one that isn't private.
     bool listen(const QString &socketPath);
     QString errorString() const;
 
@@ -26,9 +30,25 @@ private:
     void accept();
 
     QLocalServer *server;
+    QString refusal;
 };
 
 namespace InstanceClient {
-// Hands `urls` to the instance listening on `socketPath`. False when none answers.
-bool deliver(const QString &socketPath, const QStringList &urls, int timeoutMs = 5000);
+
+enum class Outcome {
+    delivered,
+    // Nobody listens: the caller may start an instance itself.
+    noInstance,
+    // Something is there but isn't ours, or didn't take the URLs; `problem` says what.
+    refused
+};
+
+struct Result {
+    Outcome outcome = Outcome::noInstance;
+    QString problem;
+};
+
+// Hands `urls` to the instance listening on `socketPath`.
+Result deliver(const QString &socketPath, const QStringList &urls, int timeoutMs = 5000);
+
 } // namespace InstanceClient

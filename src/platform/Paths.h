@@ -14,7 +14,8 @@ QString applicationSupport();
 QString servicesFolder();
 // The user defaults file.
 QString defaultsFile();
-// The local socket the running instance listens on.
+// The local socket the running instance listens on, inside a folder of its own
+// ($XDG_RUNTIME_DIR/vantrel, else /tmp/vantrel-{uid}) that must be private to this user.
 QString instanceSocket();
 // The application's shipped resources (the Workflows and Packs folders).
 QString resources();

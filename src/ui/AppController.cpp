@@ -41,6 +41,11 @@ bool AppController::start(const QString &executablePath)
     return true;
 }
 
+QString AppController::listenError() const
+{
+    return server->errorString();
+}
+
 void AppController::deliver(const QStringList &urls)
 {
     if (urls.isEmpty()) {

@@ -26,6 +26,8 @@ public:
     // Listens for later launches, registers the desktop entry, shows the window
     // and runs the first tasks. Returns false when another instance already listens.
     bool start(const QString &executablePath);
+    // Why listening failed, when `start` returned false.
+    QString listenError() const;
 
     AppState &state() { return *appState; }
     MainWindow &window() { return *mainWindow; }

@@ -32,8 +32,8 @@ TextCommentToolsSheetView::TextCommentToolsSheetView(AppState &state, const Text
       primary(new QLineEdit(this)), replacementLabel(new QLabel(this)), replacement(new QLineEdit(this)),
       separatorRow(new QWidget(this)), separatorChoices(new QButtonGroup(this)),
       separatorNote(named(new QLabel(this), "separatorNote")), warning(named(new QLabel(this), "warningLabel")),
-      preview(new QWidget(this)), before(named(new QLabel(preview), "beforeLabel")),
-      after(named(new QLabel(preview), "afterLabel"))
+      problem(named(new QLabel(this), "problemLabel")), preview(new QWidget(this)),
+      before(named(new QLabel(preview), "beforeLabel")), after(named(new QLabel(preview), "afterLabel"))
 {
     setMinimumSize(620, 480);
     actions->setObjectName(QStringLiteral("actionList"));
@@ -71,6 +71,8 @@ TextCommentToolsSheetView::TextCommentToolsSheetView(AppState &state, const Text
     formLayout->addWidget(separatorNote);
     warning->setStyleSheet(QStringLiteral("color: #B45309;"));
     formLayout->addWidget(warning);
+    problem->setStyleSheet(QStringLiteral("color: #B91C1C;"));
+    formLayout->addWidget(problem);
 
     auto *previewLayout = new QFormLayout(preview);
     previewLayout->setContentsMargins(0, 8, 0, 0);
@@ -137,6 +139,9 @@ void TextCommentToolsSheetView::refresh()
     separatorNote->setVisible(!sheet.separatorNote().isEmpty());
     warning->setText(sheet.warning());
     warning->setVisible(!sheet.warning().isEmpty());
+    const auto refusal = sheet.problem();
+    problem->setText(refusal.value_or(QString()));
+    problem->setVisible(refusal.has_value());
 
     const auto previewBefore = sheet.previewBefore();
     preview->setVisible(previewBefore.has_value());

@@ -35,6 +35,8 @@ private:
     QButtonGroup *separatorChoices;
     QLabel *separatorNote;
     QLabel *warning;
+    // Why Apply is off: text or a resulting name that can't be a file name.
+    QLabel *problem;
     QWidget *preview;
     QLabel *before;
     QLabel *after;

@@ -5,6 +5,7 @@
 #include "metadata/FinderMetadata.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -177,7 +178,8 @@ TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
         const char *message;
     } cases[] = {
         {{"tag-category-selector", a, "--set", "selectedCategoryID=Nope"}, "No category “Nope” in the library."},
-        {{"tag-category-selector", a}, "Choose a category with --set selectedCategoryID=ID-or-name."},
+        {{"tag-category-selector", a, "--set", "draftName= "},
+         "Choose a category with --set selectedCategoryID=ID-or-name."},
         {{"single-tag-selector", a, "--set", "selected=Done,Zebra"}, "No tag “Zebra” in the library."},
         {{"single-tag-selector", a, "--set", "colour=red"},
          "Single Tag Selector has no field “colour”; it takes selected and query."},
@@ -196,6 +198,83 @@ TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
     QString error;
     EXPECT_FALSE(HeadlessRun::parse({"x", "--set", "=value"}, &error).has_value());
     EXPECT_EQ(error, QStringLiteral("--set takes NAME=VALUE, not “=value”."));
+}
+
+namespace {
+
+struct Unwritten {
+    const char *name;
+    QStringList arguments; // after the workflow id and the file
+    const char *message;
+};
+
+class HeadlessSheetRefuses : public testing::TestWithParam<Unwritten> {};
+
+} // namespace
+
+// Refused before anything is written: the file keeps its name and its comment.
+TEST_P(HeadlessSheetRefuses, AndChangesNothing)
+{
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("Deep/Work/a.txt"));
+    ASSERT_NO_THROW(FinderMetadata::writeComment(QStringLiteral("Keep"), file));
+    const ProcessRun run =
+        vantrel(QStringList{"run", GetParam().arguments.first(), file} + GetParam().arguments.mid(1));
+    EXPECT_EQ(run.exitCode, 2) << run.out.toStdString();
+    EXPECT_EQ(run.err.trimmed(), QString::fromUtf8(GetParam().message));
+    EXPECT_TRUE(QFileInfo::exists(file));
+    EXPECT_EQ(FinderMetadata::readComment(file), QStringLiteral("Keep"));
+    EXPECT_EQ(QDir(env.path(QStringLiteral("Deep/Work"))).entryList(QDir::Files), QStringList{"a.txt"});
+    EXPECT_EQ(QDir(env.home()).entryList(QDir::Files), QStringList{});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    HeadlessRun, HeadlessSheetRefuses,
+    testing::Values(
+        Unwritten{"SingleTagNothingSet",
+                  {"single-tag-selector"},
+                  "Single Tag Selector changes files, so it needs --set selected=TAG,…; nothing was changed."},
+        Unwritten{"SingleTagOnlyAQuery",
+                  {"single-tag-selector", "--set", "query=Do"},
+                  "Single Tag Selector changes files, so it needs --set selected=TAG,…; nothing was changed."},
+        Unwritten{"CategoryNothingSet",
+                  {"tag-category-selector"},
+                  "Tag Category Selector changes files, so it needs --set selectedCategoryID=ID-or-name or --set "
+                  "draftName=NAME; nothing was changed."},
+        Unwritten{"CategoryOnlyDraftTags",
+                  {"tag-category-selector", "--set", "draftTags=x, y"},
+                  "Tag Category Selector changes files, so it needs --set selectedCategoryID=ID-or-name or --set "
+                  "draftName=NAME; nothing was changed."},
+        Unwritten{"TemplatesNothingSet",
+                  {"comment-templates"},
+                  "Comment Templates changes files, so it needs --set selectedTemplateIDs=ID-or-name,… or --set "
+                  "customBody=TEXT; nothing was changed."},
+        Unwritten{"TemplatesOnlyAMode",
+                  {"comment-templates", "--set", "mode=replace"},
+                  "Comment Templates changes files, so it needs --set selectedTemplateIDs=ID-or-name,… or --set "
+                  "customBody=TEXT; nothing was changed."},
+        Unwritten{"TextToolsNothingSet", {"text-comment-tools"}, "Add text before filename needs --set primary=TEXT."},
+        Unwritten{"TextToolsPathUpwards",
+                  {"text-comment-tools", "--set", "primary=../../X"},
+                  "A file name can't contain “/”."},
+        Unwritten{
+            "TextToolsSlashInTheSeparator",
+            {"text-comment-tools", "--set", "action=appendFilename", "--set", "primary=v2", "--set", "separator=/"},
+            "A file name can't contain “/”."},
+        Unwritten{"TextToolsNothingBeforeTheExtension",
+                  {"text-comment-tools", "--set", "action=replaceInFilename", "--set", "primary=a"},
+                  "“a.txt” would be renamed to “.txt”, with nothing before its extension."}),
+    [](const testing::TestParamInfo<Unwritten> &info) { return std::string(info.param.name); });
+
+// Set to nothing on purpose, a field counts: an empty body replaces the comment, as Apply in the window does.
+TEST(HeadlessRun, AnExplicitlyEmptyBodyStillClears)
+{
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    ASSERT_NO_THROW(FinderMetadata::writeComment(QStringLiteral("Old"), file));
+    const ProcessRun run = vantrel({"run", "comment-templates", file, "--set", "customBody=", "--set", "mode=replace"});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(FinderMetadata::readComment(file).value_or(QString()), QString());
 }
 
 TEST(HeadlessRun, ScansPrintTheirReport)

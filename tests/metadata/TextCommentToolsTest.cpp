@@ -161,3 +161,155 @@ TEST(TextCommentTools, FormTextsFollowTheAction)
     EXPECT_FALSE(none.previewBefore().has_value());
     EXPECT_FALSE(none.previewAfter().has_value());
 }
+
+namespace {
+
+struct RefusedRename {
+    const char *name;
+    QStringList files; // made in the folder Deep/Work, in this order
+    Kind kind;
+    QString primary;
+    QString replacement;
+    QString separator;
+    QString problem;
+};
+
+class RefusedRenames : public testing::TestWithParam<RefusedRename> {};
+
+} // namespace
+
+// Nothing is renamed, not even the files whose new name would have been fine, and nothing leaves the folder.
+TEST_P(RefusedRenames, BeforeAnyFileIsRenamed)
+{
+    const RefusedRename &c = GetParam();
+    TestEnvironment env;
+    QStringList targets;
+    for (const QString &file : c.files)
+        targets.append(env.makeFile(QStringLiteral("Deep/Work/") + file, file.toUtf8()));
+    auto state = env.makeAppState();
+    state->setTextCommentToolsContext(TextCommentToolsContext{targets});
+    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{targets});
+    sheet.setAction(c.kind);
+    sheet.setPrimary(c.primary);
+    sheet.setReplacement(c.replacement);
+    sheet.setSeparator(c.separator);
+
+    EXPECT_EQ(sheet.problem(), c.problem);
+    EXPECT_FALSE(sheet.canApply());
+    sheet.apply();
+    QStringList expected = c.files;
+    expected.sort();
+    EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep/Work"))), expected);
+    EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep"))), QStringList{});
+    EXPECT_EQ(namesIn(env.home()), QStringList{});
+    EXPECT_FALSE(state->packBanner().has_value());
+    // The sheet stays open with its text, to be corrected.
+    EXPECT_TRUE(state->textCommentToolsContext().has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, RefusedRenames,
+    testing::Values(
+        RefusedRename{"PrependAPathUpwards",
+                      {"report.pdf"},
+                      Kind::prependFilename,
+                      "../../X",
+                      "",
+                      "",
+                      "A file name can't contain “/”."},
+        RefusedRename{
+            "AppendASlash", {"report.pdf"}, Kind::appendFilename, "a/b", "", "", "A file name can't contain “/”."},
+        RefusedRename{"SeparatorWithASlash",
+                      {"report.pdf"},
+                      Kind::prependFilename,
+                      "2026",
+                      "",
+                      "/",
+                      "A file name can't contain “/”."},
+        RefusedRename{"PrependNul",
+                      {"report.pdf"},
+                      Kind::prependFilename,
+                      QStringLiteral("a") + QChar(u'\0'),
+                      "",
+                      "",
+                      "A file name can't contain a NUL character."},
+        RefusedRename{"ReplacementWithASlash",
+                      {"report.pdf"},
+                      Kind::replaceInFilename,
+                      "report",
+                      "../report",
+                      "",
+                      "A file name can't contain “/”."},
+        RefusedRename{"ReplaceToAnEmptyName",
+                      {"README"},
+                      Kind::replaceInFilename,
+                      "README",
+                      "",
+                      "",
+                      "“README” would be renamed to “”. A file name can't be empty."},
+        RefusedRename{"ReplaceToDotDot",
+                      {"ab"},
+                      Kind::replaceInFilename,
+                      "ab",
+                      "..",
+                      "",
+                      "“ab” would be renamed to “..”. A file name can't be “.” or “..”."},
+        RefusedRename{"ReplaceToADot",
+                      {"ab"},
+                      Kind::replaceInFilename,
+                      "ab",
+                      ".",
+                      "",
+                      "“ab” would be renamed to “.”. A file name can't be “.” or “..”."},
+        RefusedRename{"NothingLeftBeforeTheExtension",
+                      {"report.pdf"},
+                      Kind::replaceInFilename,
+                      "report",
+                      "",
+                      "",
+                      "“report.pdf” would be renamed to “.pdf”, with nothing before its extension."},
+        RefusedRename{"LongerThanTheFileSystemTakes",
+                      {"report.pdf"},
+                      Kind::prependFilename,
+                      QString(250, u'x'),
+                      "",
+                      "",
+                      QStringLiteral("“report.pdf” would be renamed to “%1report.pdf”. A file name can't be "
+                                     "longer than 255 bytes.")
+                          .arg(QString(250, u'x'))},
+        RefusedRename{"OnlyTheSecondFileIsBad",
+                      {"xa.txt", "a"},
+                      Kind::replaceInFilename,
+                      "a",
+                      "",
+                      "",
+                      "“a” would be renamed to “”. A file name can't be empty."}),
+    [](const testing::TestParamInfo<RefusedRename> &info) { return std::string(info.param.name); });
+
+TEST(TextCommentTools, TextWithADotOrFindingASlashIsFine)
+{
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("W/report.pdf"));
+    auto state = env.makeAppState();
+    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{file}});
+    sheet.setAction(Kind::appendFilename);
+    sheet.setPrimary(QStringLiteral(".."));
+    EXPECT_EQ(sheet.problem(), std::nullopt);
+    sheet.setAction(Kind::replaceInFilename);
+    sheet.setPrimary(QStringLiteral("a/b"));
+    EXPECT_EQ(sheet.problem(), std::nullopt);
+    EXPECT_TRUE(sheet.canApply());
+}
+
+// Whoever calls it, the rename itself never takes a path for a name: the file fails and stays.
+TEST(TextCommentTools, TheRenameRefusesAPathEvenWithoutTheSheet)
+{
+    TestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("Deep/Work/report.pdf"), "r");
+    auto state = env.makeAppState();
+    state->applyTextCommentAction(AppState::prependFilename{QStringLiteral("../../")}, {file});
+    EXPECT_EQ(*state->packBanner(),
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("All 1 updates failed.")}));
+    EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep/Work"))), QStringList{"report.pdf"});
+    EXPECT_EQ(namesIn(env.home()), QStringList{});
+}

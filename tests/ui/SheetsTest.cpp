@@ -246,6 +246,29 @@ private slots:
         QTRY_VERIFY(!window.textCommentToolsSheet());
     }
 
+    void textCommentToolsRefusesTextThatLeavesTheFolder()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        const QString file = env.makeFile(QStringLiteral("W/report.pdf"));
+        state->runWorkflow(QStringLiteral("text-comment-tools"), {file});
+        TextCommentToolsSheetView *sheet = window.textCommentToolsSheet();
+        QVERIFY(sheet && sheet->isVisible());
+        auto *problem = part<QLabel>(sheet, "problemLabel");
+        QVERIFY(problem->isHidden());
+
+        QTest::keyClicks(part<QLineEdit>(sheet, "primaryField"), QStringLiteral("../../X"));
+        QVERIFY(!problem->isHidden());
+        QCOMPARE(problem->text(), QStringLiteral("A file name can't contain “/”."));
+        QVERIFY(!sheet->applyButton()->isEnabled());
+
+        part<QLineEdit>(sheet, "primaryField")->clear();
+        QTest::keyClicks(part<QLineEdit>(sheet, "primaryField"), QStringLiteral("X"));
+        QVERIFY(problem->isHidden());
+        QVERIFY(sheet->applyButton()->isEnabled());
+    }
+
     void stitchShowsTheEstimateRunsAndFinishes()
     {
         TestEnvironment env;

@@ -75,10 +75,12 @@ QString Paths::defaultsFile()
 
 QString Paths::instanceSocket()
 {
+    // In a folder of its own that only this user can enter (see PrivateFolder): a name in /tmp that
+    // anyone can guess could be bound first by another user, who would then be sent our URLs.
     const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (!runtime.isEmpty() && QDir::isAbsolutePath(runtime))
-        return QDir::cleanPath(runtime) + QStringLiteral("/vantrel-instance");
-    return QDir::tempPath() + QStringLiteral("/vantrel-%1-instance").arg(::getuid());
+        return QDir::cleanPath(runtime) + QStringLiteral("/vantrel/instance");
+    return QDir::tempPath() + QStringLiteral("/vantrel-%1/instance").arg(::getuid());
 }
 
 QString Paths::resources()

@@ -32,7 +32,8 @@ QString Paths::defaultsFile()
 
 QString Paths::instanceSocket()
 {
-    return QDir::tempPath() + QStringLiteral("/vantrel-%1-instance").arg(::getuid());
+    // A folder of its own that only this user can enter, checked before use (see PrivateFolder).
+    return QDir::tempPath() + QStringLiteral("/vantrel-%1/instance").arg(::getuid());
 }
 
 QString Paths::resources()
