@@ -1,15 +1,12 @@
 #include "platform/FileMoves.h"
 
 #include "platform/FileCopy.h"
+#include "platform/NativeNames.h"
 #include "platform/Trash.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -48,19 +45,47 @@ FileMoves::Result moveAcrossFileSystems(const QString &from, const QString &to)
         return copied;
     if (Trash::moveToTrash(from))
         return copied;
-    if (QFileInfo(to).isDir() && !QFileInfo(to).isSymLink())
-        QDir(to).removeRecursively();
-    else
-        QFile::remove(to);
+    FileCopy::removeTree(NativeNames::encode(to));
     return {FileMoves::Outcome::failed, QStringLiteral("The original couldn’t be moved to the Trash.")};
 }
+
+// A hidden folder made beside the destination, removed with whatever it still holds when it goes.
+class HoldingFolder {
+public:
+    // `to` is the destination's path as bytes; the folder is named after it.
+    explicit HoldingFolder(const QByteArray &to)
+    {
+        const qsizetype slash = to.lastIndexOf('/');
+        const QByteArray folder = slash < 0 ? QByteArray(".") : to.left(slash + 1);
+        QByteArray pattern = folder + '.' + to.mid(slash + 1) + ".vantrel-XXXXXX";
+        if (::mkdtemp(pattern.data()))
+            where = pattern;
+        else
+            error = errno;
+    }
+    ~HoldingFolder()
+    {
+        if (!where.isEmpty())
+            FileCopy::removeTree(where);
+    }
+    HoldingFolder(const HoldingFolder &) = delete;
+    HoldingFolder &operator=(const HoldingFolder &) = delete;
+
+    bool isValid() const { return !where.isEmpty(); }
+    int errorNumber() const { return error; }
+    const QByteArray &path() const { return where; }
+
+private:
+    QByteArray where;
+    int error = 0;
+};
 
 } // namespace
 
 FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &to)
 {
-    const QByteArray source = QFile::encodeName(from);
-    const QByteArray target = QFile::encodeName(to);
+    const QByteArray source = NativeNames::encode(from);
+    const QByteArray target = NativeNames::encode(to);
     if (renameExclusive(source.constData(), target.constData()) == 0)
         return {Outcome::moved, {}};
     if (errno == EXDEV)
@@ -76,7 +101,8 @@ FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &t
     if (errno == EEXIST)
         return failure(errno);
     // Folders can't be linked: the last resort checks first, then renames.
-    if (QFile::exists(to))
+    struct stat status {};
+    if (::lstat(target.constData(), &status) == 0)
         return {Outcome::destinationExists, {}};
     if (std::rename(source.constData(), target.constData()) == 0)
         return {Outcome::moved, {}};
@@ -85,29 +111,40 @@ FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &t
 
 FileMoves::Result FileMoves::replace(const QString &from, const QString &to)
 {
-    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
+    if (std::rename(NativeNames::encode(from).constData(), NativeNames::encode(to).constData()) == 0)
         return {Outcome::moved, {}};
     return failure(errno);
 }
 
+bool FileMoves::makeFolders(const QString &path)
+{
+    const QByteArray folder = NativeNames::encode(path);
+    for (qsizetype slash = folder.indexOf('/', 1); slash > 0; slash = folder.indexOf('/', slash + 1))
+        ::mkdir(folder.left(slash).constData(), 0777);
+    ::mkdir(folder.constData(), 0777);
+    struct stat status {};
+    return ::stat(folder.constData(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 FileMoves::Result FileMoves::copyNoReplace(const QString &from, const QString &to)
 {
+    const QByteArray source = NativeNames::encode(from);
+    const QByteArray target = NativeNames::encode(to);
     struct stat status {};
-    if (::lstat(QFile::encodeName(from).constData(), &status) != 0)
+    if (::lstat(source.constData(), &status) != 0)
         return failure(errno);
-    if (::lstat(QFile::encodeName(to).constData(), &status) == 0)
+    if (::lstat(target.constData(), &status) == 0)
         return {Outcome::destinationExists, {}};
 
     // Built inside a hidden holding folder beside `to`, so that a copy cut short never shows under the
     // real name; the holding folder goes with whatever it still holds.
-    const QFileInfo target(to);
-    QTemporaryDir holding(target.dir().filePath(QStringLiteral(".") + target.fileName() + QStringLiteral(".vantrel-")));
+    const HoldingFolder holding(target);
     if (!holding.isValid())
-        return {Outcome::failed, holding.errorString()};
-    const QString partial = holding.filePath(target.fileName());
-    if (!FileCopy::copyTree(QFile::encodeName(from), QFile::encodeName(partial)))
+        return failure(holding.errorNumber());
+    const QByteArray partial = holding.path() + '/' + target.mid(target.lastIndexOf('/') + 1);
+    if (!FileCopy::copyTree(source, partial))
         return failure(errno);
     // On the destination's own file system now: the last step is an exclusive rename, and a file
     // that took the name meanwhile keeps it.
-    return moveNoReplace(partial, to);
+    return moveNoReplace(NativeNames::decode(partial), to);
 }

@@ -177,6 +177,11 @@ QString NativeNames::display(const QString &name)
     return shown;
 }
 
+QString NativeNames::fileURL(const QString &path)
+{
+    return QStringLiteral("file://") + QString::fromLatin1(encode(path).toPercentEncoding("/"));
+}
+
 QString NativeNames::absolutePath(const QString &path)
 {
     if (QDir::isAbsolutePath(path))

@@ -32,6 +32,10 @@ bool hasRawBytes(QStringView name);
 // window show this; the files themselves are always reached through encode().
 QString display(const QString &name);
 
+// The file URL of an absolute path, its bytes percent-encoded, as file managers take it over D-Bus:
+// QUrl::fromLocalFile would encode a byte that isn't UTF-8 as U+FFFD.
+QString fileURL(const QString &path);
+
 // `path` made absolute against the working directory, which is read as bytes too.
 QString absolutePath(const QString &path);
 

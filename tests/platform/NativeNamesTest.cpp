@@ -95,6 +95,14 @@ TEST(NativeNames, ALoneSurrogateThatIsNoEscapeBecomesTheReplacementCharacter)
     EXPECT_FALSE(NativeNames::hasRawBytes(units({0xD800, 0xDC7F})));
 }
 
+// What a file manager is handed to show a file: the name's own bytes, percent-encoded.
+TEST(NativeNames, FileURLCarriesTheBytes)
+{
+    EXPECT_EQ(NativeNames::fileURL(NativeNames::decode("/home/u/Caf\xE9 & Co.txt")),
+              QStringLiteral("file:///home/u/Caf%E9%20%26%20Co.txt"));
+    EXPECT_EQ(NativeNames::fileURL(QString::fromUtf8("/tmp/é")), QStringLiteral("file:///tmp/%C3%A9"));
+}
+
 // A relative path is made absolute against the working directory as bytes, even when the working
 // directory's own name isn't UTF-8.
 TEST(NativeNames, AbsolutePathKeepsAWorkingDirectoryThatIsNotUtf8)
