@@ -1,5 +1,6 @@
 #include "platform/NativeNames.h"
 
+#include "RemovedByBytes.h"
 #include "TestEnvironment.h"
 
 #include <QDir>
@@ -108,6 +109,7 @@ TEST(NativeNames, FileURLCarriesTheBytes)
 TEST(NativeNames, AbsolutePathKeepsAWorkingDirectoryThatIsNotUtf8)
 {
     TestEnvironment env;
+    const RemovedByBytes cleanup{QFile::encodeName(env.home())};
     const QByteArray folder = QFile::encodeName(env.home()) + "/Archiv \xE4lter";
     ASSERT_EQ(::mkdir(folder.constData(), 0700), 0);
     const QByteArray saved = QFile::encodeName(QDir::currentPath());

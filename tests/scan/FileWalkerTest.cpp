@@ -1,5 +1,6 @@
 #include "scan/FileWalker.h"
 
+#include "RemovedByBytes.h"
 #include "TestEnvironment.h"
 #include "platform/NativeNames.h"
 
@@ -333,6 +334,7 @@ QList<QByteArray> walkedTops(const QList<WalkedFile> &files, const QString &root
 TEST(FileWalker, ListsAFolderInNameOrderDepthFirst)
 {
     TestEnvironment env;
+    const RemovedByBytes cleanup{QFile::encodeName(env.home())};
     const QString root = env.makeFolder(QStringLiteral("Root"));
     const QByteArray base = QFile::encodeName(root) + '/';
     QList<QByteArray> names = shuffledNames(150, "file");
@@ -393,6 +395,7 @@ TEST(FileWalker, ListsAFolderBeyondTheHeldDepthInNameOrder)
 TEST(FileWalker, KeepsNamesThatAreNotUtf8)
 {
     TestEnvironment env;
+    const RemovedByBytes cleanup{QFile::encodeName(env.home())};
     const QString root = env.makeFolder(QStringLiteral("Root"));
     const QByteArray base = QFile::encodeName(root);
     ASSERT_EQ(::mkdir(QByteArray(base + "/Ordner \xE4").constData(), 0700), 0);
