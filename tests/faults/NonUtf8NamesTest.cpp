@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <optional>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -399,6 +400,59 @@ TEST(NonUtf8Names, TheTrashKeepsTheNameAndWhereItCameFrom)
         EXPECT_TRUE(lines[2].startsWith("DeletionDate=")) << lines[2].toStdString();
     }
 }
+
+// On a disk other than the home's, the item goes to that disk's own Trash at its top folder, which the
+// specification's shared "/.Trash/{uid}" is when an administrator made ".Trash" sticky, and
+// "/.Trash-{uid}" otherwise; its path there is written relative to the top folder.
+struct DiskTrashCase {
+    const char *name;
+    std::optional<mode_t> sharedTrash; // a ".Trash" folder made first, with this mode
+    QByteArray expectedFolder;         // below the disk's top folder; "{uid}" stands for the user's id
+};
+
+void PrintTo(const DiskTrashCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class DiskTrash : public ::testing::TestWithParam<DiskTrashCase> {};
+
+TEST_P(DiskTrash, TakesARawNameOnAnotherDisk)
+{
+    const DiskTrashCase &c = GetParam();
+    if (const auto reason = Faults::tmpfsUnavailable())
+        GTEST_SKIP() << reason->toStdString();
+    TestEnvironment env;
+    const RemovedByBytes cleanup{bytes(env.home())};
+    const Faults::TinyDisk disk(env.path(QStringLiteral("Stick")), 1 << 20);
+    ASSERT_TRUE(disk.mounted());
+    const QByteArray top = bytes(disk.path());
+    if (c.sharedTrash) {
+        ASSERT_EQ(::mkdir(QByteArray(top + "/.Trash").constData(), 0777), 0);
+        ASSERT_EQ(::chmod(QByteArray(top + "/.Trash").constData(), *c.sharedTrash), 0);
+    }
+    const QByteArray item = top + "/Fotos/" + latin1Name + ".jpg";
+    writeRaw(item, "pixels");
+    if (::testing::Test::HasFatalFailure())
+        return;
+
+    ASSERT_TRUE(Trash::moveToTrash(NativeNames::decode(item)));
+
+    const QByteArray trash = top + '/' + QByteArray(c.expectedFolder).replace("{uid}", QByteArray::number(::getuid()));
+    EXPECT_FALSE(exists(item));
+    EXPECT_EQ(contentOf(trash + "/files/" + latin1Name + ".jpg"), "pixels");
+    const QList<QByteArray> lines = contentOf(trash + "/info/" + latin1Name + ".jpg.trashinfo").split('\n');
+    ASSERT_GE(lines.size(), 2);
+    EXPECT_EQ(lines[1], "Path=Fotos/Caf%E9.jpg");
+    EXPECT_TRUE(namesIn(bytes(env.path(QStringLiteral(".local/share/Trash/files")))).isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Folders, DiskTrash,
+                         ::testing::Values(DiskTrashCase{"NoSharedTrash", std::nullopt, ".Trash-{uid}"},
+                                           DiskTrashCase{"StickySharedTrash", 01777, ".Trash/{uid}"},
+                                           DiskTrashCase{"SharedTrashThatIsNotStickyIsPassedOver", 0777,
+                                                         ".Trash-{uid}"}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 // A package moved onto another disk is copied entry by entry; names inside it keep their bytes.
 TEST(NonUtf8Names, AFolderCopiedOntoAnotherDiskKeepsTheNamesInside)
