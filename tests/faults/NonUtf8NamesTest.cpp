@@ -193,6 +193,9 @@ TEST(NonUtf8Names, IdenticalFilesAreOneDuplicateGroupAndEveryReportedPathExists)
     EXPECT_EQ(reported, (QList<QByteArray>{folder + "/" + latin1Name + " 1.jpg", folder + "/" + latin1Name + " 2.jpg",
                                            folder + "/\xC9t\xE9 3.jpg"}));
     EXPECT_EQ(badges, (QStringList{"original", "duplicate", "duplicate"}));
+    // In the JSON text a raw byte is a surrogate escape, which JSON readers (Python's os.fsencode too)
+    // turn back into the byte.
+    EXPECT_TRUE(run.out.contains("/Fotos/Caf\\udce9 1.jpg\"")) << run.out.toStdString();
 
     // Printed for people, the bytes show escaped, never as a replacement character.
     const VantrelRun text = vantrel({"run", "duplicate-reports", folder});
