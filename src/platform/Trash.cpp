@@ -77,7 +77,7 @@ bool ownFolder(const QByteArray &path)
 // Where an item on a disk other than the home's goes: the disk's shared "/.Trash/{uid}" when the
 // administrator made "/.Trash" sticky, else "/.Trash-{uid}", both at the disk's top folder, which is
 // the highest folder above the item on the same device. The item's path is then written relative to
-// that top folder, as the specification asks, so the disk can be mounted elsewhere.
+// that top folder, as the freedesktop Trash rules ask, so the disk can be mounted elsewhere.
 struct TrashPlace {
     QByteArray folder;
     QByteArray recorded; // the item's path as its .trashinfo gives it
@@ -120,7 +120,7 @@ std::optional<TrashPlace> trashFor(const QByteArray &item)
 
 // The freedesktop Trash specification, by hand, for a name QFile::moveToTrash would write down wrong:
 // the item keeps its bytes under "files", and its ".trashinfo" gives the path percent-encoded byte by
-// byte, as the specification asks, so a file manager puts it back under its own name. The info file is
+// byte, as the freedesktop rules ask, so a file manager puts it back under its own name. The info file is
 // made first and exclusively, which claims the name; the item follows by a rename that replaces
 // nothing, within its own disk.
 bool moveIntoTrash(const QString &path)

@@ -405,7 +405,7 @@ TEST(NonUtf8Names, TheTrashKeepsTheNameAndWhereItCameFrom)
 }
 
 // On a disk other than the home's, the item goes to that disk's own Trash at its top folder, which the
-// specification's shared "/.Trash/{uid}" is when an administrator made ".Trash" sticky, and
+// freedesktop shared "/.Trash/{uid}" is when an administrator made ".Trash" sticky, and
 // "/.Trash-{uid}" otherwise; its path there is written relative to the top folder.
 struct DiskTrashCase {
     const char *name;
