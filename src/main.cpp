@@ -2,6 +2,7 @@
 #include "app/OpenCommand.h"
 #include "platform/DesktopRegistration.h"
 #include "platform/InstanceChannel.h"
+#include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "ui/AppController.h"
 
@@ -59,10 +60,12 @@ int runWindow(int argc, char **argv, const QStringList &pendingURLs)
 
 int main(int argc, char **argv)
 {
-    const QString command = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
+    // Arguments are mostly paths, and a path's bytes need not be UTF-8: each is kept as NativeNames
+    // reads a name, so that the file it names is the one acted on.
+    const QString command = argc > 1 ? NativeNames::decode(argv[1]) : QString();
     QStringList rest;
     for (int i = 2; i < argc; ++i)
-        rest.append(QString::fromLocal8Bit(argv[i]));
+        rest.append(NativeNames::decode(argv[i]));
 
     if (command.isEmpty()) {
         // A second launch only brings the running window forward.

@@ -6,6 +6,7 @@
 #include "app/RunURL.h"
 #include "app/ScriptedInteraction.h"
 #include "app/StitchSession.h"
+#include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "platform/RegularFile.h"
 
@@ -211,7 +212,7 @@ std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &argume
         } else if (options.target.isEmpty()) {
             options.target = word;
         } else {
-            options.paths.append(QFileInfo(word).absoluteFilePath());
+            options.paths.append(NativeNames::absolutePath(word));
         }
     }
     if (options.target.isEmpty()) {

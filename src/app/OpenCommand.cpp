@@ -1,6 +1,7 @@
 #include "app/OpenCommand.h"
 
 #include "app/RunURL.h"
+#include "platform/NativeNames.h"
 
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -19,7 +20,7 @@ std::optional<QStringList> OpenCommand::urls(const QStringList &arguments, QStri
             rest.removeFirst();
         QStringList paths;
         for (const QString &path : rest)
-            paths.append(QFileInfo(path).absoluteFilePath());
+            paths.append(NativeNames::absolutePath(path));
         return QStringList{RunURL::make(id, paths)};
     }
 

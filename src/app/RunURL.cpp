@@ -1,6 +1,7 @@
 #include "app/RunURL.h"
 
-#include <QStringDecoder>
+#include "platform/NativeNames.h"
+
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -60,34 +61,32 @@ std::optional<QString> rawHost(const QString &urlText)
 
 QString RunURL::encodePath(const QString &path)
 {
-    return QString::fromLatin1(QUrl::toPercentEncoding(path, pathAllowed));
+    // The name's own bytes are encoded, so a byte that isn't UTF-8 travels as itself ("%E9").
+    return QString::fromLatin1(NativeNames::encode(path).toPercentEncoding(pathAllowed));
 }
 
 std::optional<QString> RunURL::removePercentEncoding(const QString &text)
 {
     QByteArray bytes;
     bytes.reserve(text.size());
-    const QByteArray utf8 = text.toUtf8();
-    for (qsizetype i = 0; i < utf8.size(); ++i) {
-        const char c = utf8[i];
+    const QByteArray raw = NativeNames::encode(text);
+    for (qsizetype i = 0; i < raw.size(); ++i) {
+        const char c = raw[i];
         if (c != '%') {
             bytes.append(c);
             continue;
         }
-        if (i + 2 >= utf8.size())
+        if (i + 2 >= raw.size())
             return std::nullopt;
-        const int high = hexValue(QLatin1Char(utf8[i + 1]));
-        const int low = hexValue(QLatin1Char(utf8[i + 2]));
+        const int high = hexValue(QLatin1Char(raw[i + 1]));
+        const int low = hexValue(QLatin1Char(raw[i + 2]));
         if (high < 0 || low < 0)
             return std::nullopt;
         bytes.append(char(high * 16 + low));
         i += 2;
     }
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
-    QString decoded = decoder.decode(bytes);
-    if (decoder.hasError())
-        return std::nullopt;
-    return decoded;
+    // A file name need not be UTF-8: its bytes are kept as they are.
+    return NativeNames::decode(bytes);
 }
 
 QString RunURL::make(const QString &id, const QStringList &paths)

@@ -11,9 +11,10 @@
 // never be taken for the separator.
 namespace RunURL {
 
-// Percent-encodes a path, keeping what may stand in a URL path as it is.
+// Percent-encodes a path's bytes (NativeNames::encode), keeping what may stand in a URL path as it is.
 QString encodePath(const QString &path);
-// Removes percent encoding; nothing when a sequence is broken or the bytes aren't UTF-8.
+// Removes percent encoding and reads the bytes as NativeNames::decode does, so that a byte that isn't
+// UTF-8 stays that byte; nothing when a sequence is broken.
 std::optional<QString> removePercentEncoding(const QString &text);
 
 // The URL text for a run of `id` over `paths`, with the files item always present.

@@ -6,6 +6,7 @@
 #include "app/WorkflowCatalog.h"
 #include "metadata/CleanDuplicateCommentsHandler.h"
 #include "metadata/SpotlightRefresher.h"
+#include "platform/NativeNames.h"
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
 
@@ -17,7 +18,7 @@ namespace {
 // Turns a decoded piece into an absolute path; no check that it exists.
 QString fileURLPath(const QString &piece)
 {
-    return QDir::isAbsolutePath(piece) ? piece : QDir::current().absoluteFilePath(piece);
+    return QDir::isAbsolutePath(piece) ? piece : NativeNames::absolutePath(piece);
 }
 
 QString displayNameForURLID(const QString &urlID)

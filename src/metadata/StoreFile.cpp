@@ -2,6 +2,7 @@
 
 #include "platform/AtomicFile.h"
 #include "platform/Descriptor.h"
+#include "platform/NativeNames.h"
 #include "platform/RegularFile.h"
 
 #include <QDateTime>
@@ -34,7 +35,8 @@ QString systemReason(int code)
 class StoreLock {
 public:
     explicit StoreLock(const QString &path)
-        : fd(::open(QFile::encodeName(path + QStringLiteral(".lock")).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+        : fd(::open(NativeNames::encode(path + QStringLiteral(".lock")).constData(), O_RDWR | O_CREAT | O_CLOEXEC,
+                    0600))
     {
         if (!fd.isOpen()) {
             reason = systemReason(errno);
@@ -77,7 +79,7 @@ QString StoreFile::path() const
 StoreFile::Signature StoreFile::currentSignature() const
 {
     struct stat info {};
-    if (::stat(QFile::encodeName(path()).constData(), &info) != 0)
+    if (::stat(NativeNames::encode(path()).constData(), &info) != 0)
         return {};
     return {quint64(info.st_dev), quint64(info.st_ino),
             qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec, qint64(info.st_size)};
@@ -153,11 +155,11 @@ std::optional<QString> StoreFile::moveAside(const QString &path)
 {
     const QString base = path + QStringLiteral(".unreadable-") +
                          QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-    const QByteArray from = QFile::encodeName(path);
+    const QByteArray from = NativeNames::encode(path);
     for (int counter = 1; counter < 10000; ++counter) {
         const QString aside = counter == 1 ? base : base + QStringLiteral(" %1").arg(counter);
-        if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, QFile::encodeName(aside).constData(), RENAME_NOREPLACE) ==
-            0)
+        if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, NativeNames::encode(aside).constData(),
+                        RENAME_NOREPLACE) == 0)
             return std::nullopt;
         if (errno != EEXIST)
             return systemReason(errno);

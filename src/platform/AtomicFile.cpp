@@ -1,5 +1,7 @@
 #include "platform/AtomicFile.h"
 
+#include "platform/NativeNames.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -128,7 +130,7 @@ void AtomicFile::discard()
         *owned = -1;
     }
     if (!partialName.isEmpty() && folderFd >= 0)
-        ::unlinkat(folderFd, QFile::encodeName(partialName).constData(), 0);
+        ::unlinkat(folderFd, NativeNames::encode(partialName).constData(), 0);
     partialName.clear();
     if (folderFd >= 0)
         ::close(folderFd);
@@ -155,7 +157,7 @@ bool AtomicFile::open()
     const QFileInfo target(finalPath);
     const QString folder = target.absolutePath();
     PartialFiles::sweep(folder);
-    folderFd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    folderFd = ::open(NativeNames::encode(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folderFd < 0)
         return fail(errno);
     fd = ::openat(folderFd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
@@ -163,7 +165,7 @@ bool AtomicFile::open()
         if (!unnamedUnsupported(errno))
             return fail(errno);
         partialName = PartialFiles::newName(folder);
-        fd = ::openat(folderFd, QFile::encodeName(partialName).constData(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC,
+        fd = ::openat(folderFd, NativeNames::encode(partialName).constData(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC,
                       0666);
         if (fd < 0) {
             partialName.clear();
@@ -179,7 +181,7 @@ bool AtomicFile::open()
     ::flock(lockFd, LOCK_EX | LOCK_NB);
     // A file that replaces another keeps that one's permissions.
     struct stat existing {};
-    if (::fstatat(folderFd, QFile::encodeName(target.fileName()).constData(), &existing, 0) == 0 &&
+    if (::fstatat(folderFd, NativeNames::encode(target.fileName()).constData(), &existing, 0) == 0 &&
         S_ISREG(existing.st_mode))
         ::fchmod(fd, existing.st_mode & 07777);
     file = std::make_unique<DescriptorDevice>(fd);
@@ -230,7 +232,7 @@ bool AtomicFile::commit(Mode mode)
     fd = -1;
     if (closed != 0)
         return fail(errno);
-    const QByteArray name = QFile::encodeName(QFileInfo(finalPath).fileName());
+    const QByteArray name = NativeNames::encode(QFileInfo(finalPath).fileName());
     int result = 0;
     if (partialName.isEmpty()) {
         if (mode == Mode::noReplace) {
@@ -238,16 +240,16 @@ bool AtomicFile::commit(Mode mode)
         } else {
             // Named under the hidden pattern first, then renamed over the old file in one step.
             const QString partial = PartialFiles::newName(QFileInfo(finalPath).absolutePath());
-            result = linkUnnamed(lockFd, folderFd, QFile::encodeName(partial).constData());
+            result = linkUnnamed(lockFd, folderFd, NativeNames::encode(partial).constData());
             if (result == 0) {
                 partialName = partial;
-                result = ::renameat(folderFd, QFile::encodeName(partial).constData(), folderFd, name.constData()) == 0
+                result = ::renameat(folderFd, NativeNames::encode(partial).constData(), folderFd, name.constData()) == 0
                              ? 0
                              : errno;
             }
         }
     } else {
-        const QByteArray partial = QFile::encodeName(partialName);
+        const QByteArray partial = NativeNames::encode(partialName);
         result = mode == Mode::noReplace
                      ? renameNoReplace(folderFd, partial.constData(), name.constData())
                      : (::renameat(folderFd, partial.constData(), folderFd, name.constData()) == 0 ? 0 : errno);
@@ -304,7 +306,7 @@ void sweep(const QString &folder)
 
 int sweepNow(const QString &folder)
 {
-    const int folderFd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int folderFd = ::open(NativeNames::encode(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folderFd < 0)
         return 0;
     DIR *dir = ::fdopendir(folderFd);
@@ -312,7 +314,7 @@ int sweepNow(const QString &folder)
         ::close(folderFd);
         return 0;
     }
-    const QByteArray pattern = QFile::encodeName(prefix());
+    const QByteArray pattern = NativeNames::encode(prefix());
     int removed = 0;
     while (const dirent *entry = ::readdir(dir)) {
         if (std::strncmp(entry->d_name, pattern.constData(), size_t(pattern.size())) != 0)
@@ -340,7 +342,7 @@ Folder::Folder(const QString &folder)
     sweep(folder);
     for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
         const QString candidate = folder + QLatin1Char('/') + newName(folder);
-        const QByteArray name = QFile::encodeName(candidate);
+        const QByteArray name = NativeNames::encode(candidate);
         if (::mkdir(name.constData(), 0700) != 0) {
             if (errno == EEXIST)
                 continue;
@@ -365,9 +367,9 @@ Folder::~Folder()
     if (fd < 0)
         return;
     const QFileInfo info(where);
-    const int parent = ::open(QFile::encodeName(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int parent = ::open(NativeNames::encode(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (parent >= 0) {
-        removeTree(parent, QFile::encodeName(info.fileName()).constData());
+        removeTree(parent, NativeNames::encode(info.fileName()).constData());
         ::close(parent);
     }
     ::close(fd);

@@ -2,16 +2,36 @@
 
 #include "platform/Descriptor.h"
 
-#include <QDir>
-#include <QFile>
+#include <QList>
 
 #include <array>
 #include <cerrno>
+#include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
+
+// The names in a folder, "." and ".." left out, as the bytes they are: a name that isn't UTF-8 must come
+// out the same in the copy. Read whole before anything is done with them. False with errno set when the
+// folder can't be read.
+bool namesIn(const QByteArray &folder, QList<QByteArray> &names)
+{
+    DIR *dir = ::opendir(folder.constData());
+    if (!dir)
+        return false;
+    errno = 0;
+    while (const dirent *entry = ::readdir(dir)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            names.append(QByteArray(entry->d_name));
+    }
+    const int error = errno;
+    ::closedir(dir);
+    errno = error;
+    return error == 0;
+}
 
 bool copyFile(const QByteArray &from, const QByteArray &to)
 {
@@ -44,11 +64,11 @@ bool copyFolder(const QByteArray &from, const QByteArray &to)
 {
     if (::mkdir(to.constData(), 0700) != 0)
         return false;
-    const QStringList names =
-        QDir(QFile::decodeName(from)).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    for (const QString &name : names) {
-        const QByteArray encoded = QFile::encodeName(name);
-        if (!FileCopy::copyTree(from + '/' + encoded, to + '/' + encoded))
+    QList<QByteArray> names;
+    if (!namesIn(from, names))
+        return false;
+    for (const QByteArray &name : names) {
+        if (!FileCopy::copyTree(from + '/' + name, to + '/' + name))
             return false;
     }
     const Descriptor in(::open(from.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
@@ -71,4 +91,20 @@ bool FileCopy::copyTree(const QByteArray &from, const QByteArray &to)
         return copyLink(from, to, status);
     errno = EXDEV;
     return false;
+}
+
+bool FileCopy::removeTree(const QByteArray &path)
+{
+    struct stat status {};
+    if (::lstat(path.constData(), &status) != 0)
+        return false;
+    if (!S_ISDIR(status.st_mode))
+        return ::unlink(path.constData()) == 0;
+    QList<QByteArray> names;
+    if (!namesIn(path, names))
+        return false;
+    bool removed = true;
+    for (const QByteArray &name : names)
+        removed = removeTree(path + '/' + name) && removed;
+    return ::rmdir(path.constData()) == 0 && removed;
 }

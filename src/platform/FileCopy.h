@@ -14,4 +14,8 @@ bool copyMetadata(int in, int out);
 // False with errno set when it failed, leaving whatever was made for the caller to remove.
 bool copyTree(const QByteArray &from, const QByteArray &to);
 
+// Removes the file, link or folder at `path` with everything inside it; a link is removed, never
+// followed. False with errno set when something stayed.
+bool removeTree(const QByteArray &path);
+
 } // namespace FileCopy

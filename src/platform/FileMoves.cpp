@@ -2,14 +2,12 @@
 
 #include "platform/AtomicFile.h"
 #include "platform/FileCopy.h"
+#include "platform/NativeNames.h"
 #include "platform/Trash.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -48,10 +46,7 @@ FileMoves::Result moveAcrossFileSystems(const QString &from, const QString &to)
         return copied;
     if (Trash::moveToTrash(from))
         return copied;
-    if (QFileInfo(to).isDir() && !QFileInfo(to).isSymLink())
-        QDir(to).removeRecursively();
-    else
-        QFile::remove(to);
+    FileCopy::removeTree(NativeNames::encode(to));
     return {FileMoves::Outcome::failed, QStringLiteral("The original couldn’t be moved to the Trash.")};
 }
 
@@ -59,8 +54,8 @@ FileMoves::Result moveAcrossFileSystems(const QString &from, const QString &to)
 
 FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &to)
 {
-    const QByteArray source = QFile::encodeName(from);
-    const QByteArray target = QFile::encodeName(to);
+    const QByteArray source = NativeNames::encode(from);
+    const QByteArray target = NativeNames::encode(to);
     if (renameExclusive(source.constData(), target.constData()) == 0)
         return {Outcome::moved, {}};
     if (errno == EXDEV)
@@ -76,7 +71,8 @@ FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &t
     if (errno == EEXIST)
         return failure(errno);
     // Folders can't be linked: the last resort checks first, then renames.
-    if (QFile::exists(to))
+    struct stat status {};
+    if (::lstat(target.constData(), &status) == 0)
         return {Outcome::destinationExists, {}};
     if (std::rename(source.constData(), target.constData()) == 0)
         return {Outcome::moved, {}};
@@ -85,30 +81,42 @@ FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &t
 
 FileMoves::Result FileMoves::replace(const QString &from, const QString &to)
 {
-    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
+    if (std::rename(NativeNames::encode(from).constData(), NativeNames::encode(to).constData()) == 0)
         return {Outcome::moved, {}};
     return failure(errno);
 }
 
+bool FileMoves::makeFolders(const QString &path)
+{
+    const QByteArray folder = NativeNames::encode(path);
+    for (qsizetype slash = folder.indexOf('/', 1); slash > 0; slash = folder.indexOf('/', slash + 1))
+        ::mkdir(folder.left(slash).constData(), 0777);
+    ::mkdir(folder.constData(), 0777);
+    struct stat status {};
+    return ::stat(folder.constData(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 FileMoves::Result FileMoves::copyNoReplace(const QString &from, const QString &to)
 {
+    const QByteArray source = NativeNames::encode(from);
+    const QByteArray target = NativeNames::encode(to);
     struct stat status {};
-    if (::lstat(QFile::encodeName(from).constData(), &status) != 0)
+    if (::lstat(source.constData(), &status) != 0)
         return failure(errno);
-    if (::lstat(QFile::encodeName(to).constData(), &status) == 0)
+    if (::lstat(target.constData(), &status) == 0)
         return {Outcome::destinationExists, {}};
 
     // Built inside a hidden holding folder beside `to`, so that a copy cut short never shows under the
     // real name; the holding folder goes with whatever it still holds. Should the run be killed, the
     // next run into that folder finds it unlocked and removes it.
-    const QFileInfo target(to);
-    const PartialFiles::Folder holding(target.absolutePath());
+    const qsizetype slash = target.lastIndexOf('/');
+    const PartialFiles::Folder holding(NativeNames::decode(slash < 0 ? QByteArray(".") : target.left(slash)));
     if (!holding.isValid())
         return {Outcome::failed, holding.errorString()};
-    const QString partial = holding.path() + QLatin1Char('/') + target.fileName();
-    if (!FileCopy::copyTree(QFile::encodeName(from), QFile::encodeName(partial)))
+    const QByteArray partial = NativeNames::encode(holding.path()) + '/' + target.mid(slash + 1);
+    if (!FileCopy::copyTree(source, partial))
         return failure(errno);
     // On the destination's own file system now: the last step is an exclusive rename, and a file
     // that took the name meanwhile keeps it.
-    return moveNoReplace(partial, to);
+    return moveNoReplace(NativeNames::decode(partial), to);
 }

@@ -1,5 +1,7 @@
 #include "platform/FileNames.h"
 
+#include "platform/NativeNames.h"
+
 #include <QFile>
 
 std::optional<QString> FileNames::partProblem(const QString &text)
@@ -19,7 +21,7 @@ std::optional<QString> FileNames::problem(const QString &name)
         return QStringLiteral("A file name can't be “.” or “..”.");
     if (auto part = partProblem(name))
         return part;
-    if (QFile::encodeName(name).size() > maximumBytes)
+    if (NativeNames::encode(name).size() > maximumBytes)
         return QStringLiteral("A file name can't be longer than %1 bytes.").arg(maximumBytes);
     return std::nullopt;
 }

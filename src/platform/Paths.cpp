@@ -1,5 +1,7 @@
 #include "platform/Paths.h"
 
+#include "platform/NativeNames.h"
+
 #include <QDir>
 
 QString Paths::home()
@@ -19,6 +21,6 @@ QString Paths::displayPath(const QString &path)
     if (path == homeFolder)
         return QStringLiteral("~");
     if (path.startsWith(homeFolder + QLatin1Char('/')))
-        return QStringLiteral("~") + path.mid(homeFolder.size());
-    return path;
+        return QStringLiteral("~") + NativeNames::display(path.mid(homeFolder.size()));
+    return NativeNames::display(path);
 }

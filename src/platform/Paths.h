@@ -26,7 +26,8 @@ QString workflowsResourceFolder();
 QString downloads();
 QString documents();
 
-// Shows a path with the home folder as "~".
+// Shows a path with the home folder as "~", and each byte of a name that isn't UTF-8 as "\xE9": for
+// people to read, never to reach the file by.
 QString displayPath(const QString &path);
 
 } // namespace Paths

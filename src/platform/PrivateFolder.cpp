@@ -1,5 +1,7 @@
 #include "platform/PrivateFolder.h"
 
+#include "platform/NativeNames.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -21,7 +23,7 @@ PrivateFolder::Check PrivateFolder::check(const QString &path)
 {
     struct stat info {};
     // lstat, so that a link to someone else's folder is seen as the link it is.
-    if (::lstat(QFile::encodeName(path).constData(), &info) != 0) {
+    if (::lstat(NativeNames::encode(path).constData(), &info) != 0) {
         if (errno == ENOENT)
             return {Status::missing, {}};
         return {Status::unsafe, QStringLiteral("Couldn't look at %1: %2.").arg(path, systemMessage(errno))};
@@ -48,7 +50,7 @@ PrivateFolder::Check PrivateFolder::check(const QString &path)
 
 std::optional<QString> PrivateFolder::prepare(const QString &path)
 {
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = NativeNames::encode(path);
     if (::mkdir(encoded.constData(), S_IRWXU) == 0) {
         // The umask may have taken bits away; a folder made just now is ours to set right.
         if (::chmod(encoded.constData(), S_IRWXU) != 0)

@@ -1,6 +1,7 @@
 #include "platform/RegularFile.h"
 
 #include "platform/Descriptor.h"
+#include "platform/NativeNames.h"
 
 #include <QFile>
 
@@ -33,7 +34,7 @@ QString systemReason(int code)
 Read read(const QString &path, qint64 limit)
 {
     // O_NONBLOCK: opening a FIFO with no writer would otherwise wait for one.
-    const Descriptor fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const Descriptor fd(::open(NativeNames::encode(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!fd.isOpen())
         return failed(errno == ENOENT ? Failure::missing : Failure::unreadable, systemReason(errno));
     struct stat info {};

@@ -1,9 +1,9 @@
 #include "scan/ContentDigests.h"
 
 #include "platform/Descriptor.h"
+#include "platform/NativeNames.h"
 #include "scan/ScanReport.h"
 
-#include <QFile>
 #include <QHash>
 
 #include <openssl/evp.h>
@@ -47,7 +47,7 @@ const EVP_MD *sha256Algorithm()
 // unreadable, so that a selected /dev/zero can't keep a scan reading forever.
 Descriptor openRegular(const QString &path)
 {
-    const QByteArray name = QFile::encodeName(path);
+    const QByteArray name = NativeNames::encode(path);
     // O_NONBLOCK keeps a pipe from blocking the open; O_NOATIME spares the disk a write per file read,
     // but only the owner may ask for it.
     constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;

@@ -1,6 +1,7 @@
 #include "scan/DuplicateScan.h"
 
 #include "app/ByteCountFormatter.h"
+#include "platform/NativeNames.h"
 #include "scan/ContentDigests.h"
 
 #include <QFileInfo>
@@ -11,9 +12,10 @@ namespace {
 
 using FileWalker::WalkedFile;
 
+// The group's label is read, not followed: a byte that isn't UTF-8 shows as "\xE9".
 QString fileName(const QString &path)
 {
-    return QFileInfo(path).fileName();
+    return NativeNames::display(QFileInfo(path).fileName());
 }
 
 } // namespace

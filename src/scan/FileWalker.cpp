@@ -1,12 +1,12 @@
 #include "scan/FileWalker.h"
 
+#include "platform/NativeNames.h"
 #include "platform/Packages.h"
 
-#include <QFile>
-#include <QStringDecoder>
-
+#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include <dirent.h>
@@ -18,7 +18,9 @@
 // the system calls directly: each folder is opened relative to its parent's descriptor and read with
 // readdir, whose entry type spares a stat for links, hidden names and plain folders; the one stat a file
 // needs is fstatat relative to its folder, so the kernel never resolves the full path again. A path is
-// built as a QString once, straight from the entry's bytes.
+// built as a QString once, straight from the entry's bytes. Each folder is read whole and its entries
+// sorted by name before any is visited, which costs a sort of names already in memory and makes the
+// walk's order, and so every scan's, the same on every run.
 
 namespace {
 
@@ -45,6 +47,47 @@ QStringView lastComponent(QStringView path)
     return path.sliced(path.lastIndexOf(QLatin1Char('/')) + 1);
 }
 
+// One folder's visible entries, in the order of their names' bytes. The names live end to end in one
+// buffer, and the buffers of each depth are kept for the next folder at that depth, so a walk of
+// thousands of folders allocates for the first few only.
+class Listing {
+public:
+    struct Item {
+        std::size_t offset = 0;
+        unsigned char type = DT_UNKNOWN;
+    };
+
+    // Reads the whole folder. Hidden names, "." and "..", which all begin with a dot, are left out, and so
+    // are links, pipes, sockets and devices, which the entry's type already tells.
+    void read(DIR *dir)
+    {
+        names.clear();
+        items.clear();
+        while (const dirent *entry = ::readdir(dir)) {
+            if (entry->d_name[0] == '.')
+                continue;
+            const unsigned char type = entry->d_type;
+            if (type != DT_REG && type != DT_DIR && type != DT_UNKNOWN)
+                continue;
+            const std::size_t length = std::strlen(entry->d_name);
+            items.push_back({names.size(), type});
+            names.insert(names.end(), entry->d_name, entry->d_name + length + 1);
+        }
+        // By name bytes, so every run and every machine walks the same tree the same way, whatever order
+        // the file system lists it in; strcmp compares as unsigned char.
+        const char *base = names.data();
+        std::sort(items.begin(), items.end(),
+                  [base](const Item &a, const Item &b) { return std::strcmp(base + a.offset, base + b.offset) < 0; });
+    }
+
+    const std::vector<Item> &entries() const { return items; }
+    const char *name(const Item &item) const { return names.data() + item.offset; }
+
+private:
+    std::vector<char> names;
+    std::vector<Item> items;
+};
+
 class Walk {
 public:
     Walk(const std::stop_token &stop, qsizetype limit) : stop(stop), limit(limit) {}
@@ -67,30 +110,30 @@ private:
     };
 
     bool done() const { return files.size() >= limit || stop.stop_requested(); }
-    QString childPath(const QString &prefix, const char *name);
+    static QString childPath(const QString &prefix, const char *name);
     // Stats an entry that needs it, and says whether it adds to the walk at all.
-    bool classify(int dirFd, const char *name, Entry &entry);
+    static bool classify(int dirFd, const char *name, Entry &entry);
     // Adds a file or a package.
     void add(Entry &entry);
+    Listing &listingAt(int depth);
     void folder(int fd, const QString &path, int depth);
     void deepFolder(int fd, const QString &path, int depth);
     void descend(int parentFd, const char *name, const QString &path, int depth);
 
     const std::stop_token &stop;
     const qsizetype limit;
-    // Stateless: a name cut off in the middle of a character must not spill into the next one.
-    QStringDecoder utf8{QStringDecoder::Utf8, QStringDecoder::Flag::Stateless};
+    std::vector<std::unique_ptr<Listing>> listings; // one per depth held open
 };
 
 QString Walk::childPath(const QString &prefix, const char *name)
 {
-    // One allocation: the prefix is copied and the name decoded straight behind it. Names are UTF-8 on
-    // Linux, as QFile::decodeName takes them.
+    // One allocation: the prefix is copied and the name decoded straight behind it. A name keeps every
+    // byte, UTF-8 or not, so the path always leads back to the file.
     const qsizetype length = qsizetype(std::strlen(name));
     QString path(prefix.size() + length, Qt::Uninitialized);
     QChar *out = path.data();
     std::memcpy(out, prefix.constData(), size_t(prefix.size()) * sizeof(QChar));
-    QChar *end = utf8.appendToBuffer(out + prefix.size(), QByteArrayView(name, length));
+    QChar *end = NativeNames::decodeInto(out + prefix.size(), QByteArrayView(name, length));
     path.truncate(end - out);
     return path;
 }
@@ -138,6 +181,13 @@ void Walk::add(Entry &entry)
         files.append({std::move(entry.path), quint64(entry.info.st_size), modificationDate(entry.info)});
 }
 
+Listing &Walk::listingAt(int depth)
+{
+    while (listings.size() <= std::size_t(depth))
+        listings.push_back(std::make_unique<Listing>());
+    return *listings[std::size_t(depth)];
+}
+
 void Walk::descend(int parentFd, const char *name, const QString &path, int depth)
 {
     if (done())
@@ -159,22 +209,22 @@ void Walk::folder(int fd, const QString &path, int depth)
         ::close(fd);
         return;
     }
+    // Listed whole first, then visited in name order; the folder stays open so that its entries are
+    // still reached relative to it.
+    Listing &listing = listingAt(depth);
+    listing.read(dir);
     const QString prefix = folderPrefix(path);
     Entry entry;
-    while (const dirent *item = ::readdir(dir)) {
+    for (const Listing::Item &item : listing.entries()) {
         if (done())
             break;
-        // Hidden names, "." and ".." all begin with a dot.
-        if (item->d_name[0] == '.')
-            continue;
-        entry.type = item->d_type;
-        if (entry.type != DT_REG && entry.type != DT_DIR && entry.type != DT_UNKNOWN)
-            continue;
-        entry.path = childPath(prefix, item->d_name);
-        if (!classify(fd, item->d_name, entry))
+        const char *name = listing.name(item);
+        entry.type = item.type;
+        entry.path = childPath(prefix, name);
+        if (!classify(fd, name, entry))
             continue;
         if (entry.type == DT_DIR && !entry.package)
-            descend(fd, item->d_name, entry.path, depth + 1);
+            descend(fd, name, entry.path, depth + 1);
         else
             add(entry);
     }
@@ -189,17 +239,15 @@ void Walk::deepFolder(int fd, const QString &path, int depth)
         ::close(fd);
         return;
     }
+    Listing listing;
+    listing.read(dir);
     const QString prefix = folderPrefix(path);
     std::vector<Entry> entries;
-    while (const dirent *item = ::readdir(dir)) {
-        if (item->d_name[0] == '.')
-            continue;
+    for (const Listing::Item &item : listing.entries()) {
         Entry entry;
-        entry.type = item->d_type;
-        if (entry.type != DT_REG && entry.type != DT_DIR && entry.type != DT_UNKNOWN)
-            continue;
-        entry.path = childPath(prefix, item->d_name);
-        if (classify(fd, item->d_name, entry))
+        entry.type = item.type;
+        entry.path = childPath(prefix, listing.name(item));
+        if (classify(fd, listing.name(item), entry))
             entries.push_back(std::move(entry));
     }
     ::closedir(dir);
@@ -207,7 +255,7 @@ void Walk::deepFolder(int fd, const QString &path, int depth)
         if (done())
             break;
         if (entry.type == DT_DIR && !entry.package)
-            descend(AT_FDCWD, QFile::encodeName(entry.path).constData(), entry.path, depth + 1);
+            descend(AT_FDCWD, NativeNames::encode(entry.path).constData(), entry.path, depth + 1);
         else
             add(entry);
     }
@@ -217,7 +265,7 @@ void Walk::selected(const QString &url)
 {
     if (done())
         return;
-    const QByteArray encoded = QFile::encodeName(url);
+    const QByteArray encoded = NativeNames::encode(url);
     struct stat info {};
     // stat follows links: a selected link is judged, and walked, as what it points at.
     if (::stat(encoded.constData(), &info) != 0)

@@ -27,12 +27,14 @@ struct WalkedFile {
 //   with ".") and symbolic links are left out, a package is one file of size 0 whose contents are never
 //   looked at, regular files count, and other kinds (pipes, sockets, devices) and the folders themselves
 //   add nothing. Unreadable subfolders are passed over silently.
-// Within a folder the order is the one the file system lists its entries in (readdir order, not sorted);
-// a subfolder's files follow at once where the subfolder is met. A file reached through two selected paths
-// stands twice. A stop request ends the walk at the next entry, with what was found so far.
+// Within a folder the entries come in the byte order of their names (so "B" before "a", and a name that
+// isn't UTF-8 where its bytes put it), the same on every run and every machine; a subfolder's files follow
+// at once where the subfolder is met. Paths keep names that aren't UTF-8 as NativeNames decodes them.
+// A file reached through two selected paths stands twice. A stop request ends the walk at the next entry, with what was
+// found so far.
 QList<WalkedFile> walk(const QStringList &urls, std::stop_token stop = {});
 
-// The first file walk({url}) would give, found without walking the rest of a large folder.
+// The first file walk({url}) would give, found without walking the rest of a large tree.
 std::optional<WalkedFile> firstFile(const QString &url);
 
 } // namespace FileWalker

@@ -6,7 +6,6 @@
 #include "scan/HygieneScans.h"
 #include "scan/ScanState.h"
 
-#include <QDir>
 #include <QFileInfo>
 
 namespace {
@@ -21,7 +20,7 @@ constexpr int lastCounter = 999;
 // Moves one file into the first free name; false when it couldn't.
 bool moveIntoFreeName(const PlannedMove &move)
 {
-    if (!QDir().mkpath(QFileInfo(move.destination).absolutePath()))
+    if (!FileMoves::makeFolders(move.destination.left(move.destination.lastIndexOf(QLatin1Char('/')))))
         return false;
     for (int k = 0; k <= lastCounter; ++k) {
         switch (FileMoves::moveNoReplace(move.source, TidyPlan::candidateName(move.destination, k)).outcome) {
@@ -60,7 +59,7 @@ QString TidyPlan::candidateName(const QString &destination, int k)
     QString name = QStringLiteral("%1 (%2)").arg(stem).arg(k);
     if (!extension.isEmpty())
         name += QLatin1Char('.') + extension;
-    return info.dir().filePath(name);
+    return info.path() + QLatin1Char('/') + name;
 }
 
 TidyPlan::Outcome TidyPlan::execute(const QList<PlannedMove> &moves, std::stop_token stop,

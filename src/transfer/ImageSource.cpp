@@ -1,5 +1,7 @@
 #include "transfer/ImageSource.h"
 
+#include "platform/NativeNames.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
@@ -26,7 +28,8 @@ struct HeifFile {
 
     explicit HeifFile(const QString &path)
     {
-        if (heif_context_read_from_file(context, QFile::encodeName(path).constData(), nullptr).code != heif_error_Ok ||
+        if (heif_context_read_from_file(context, NativeNames::encode(path).constData(), nullptr).code !=
+                heif_error_Ok ||
             heif_context_get_primary_image_handle(context, &handle).code != heif_error_Ok)
             handle = nullptr;
     }
@@ -101,7 +104,7 @@ bool ImageSource::isRegularFile(const QString &path)
 {
     // A FIFO would block the reader for ever and a device never ends; only files are images.
     struct stat info {};
-    return ::stat(QFile::encodeName(path).constData(), &info) == 0 && S_ISREG(info.st_mode);
+    return ::stat(NativeNames::encode(path).constData(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 std::optional<QSize> ImageSource::pixelSize(const QString &path)

@@ -1,5 +1,7 @@
 #include "ui/Reveal.h"
 
+#include "platform/NativeNames.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDesktopServices>
@@ -13,7 +15,7 @@ void Reveal::showItems(const QStringList &paths)
         return;
     QStringList uris;
     for (const QString &path : paths)
-        uris.append(QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded));
+        uris.append(NativeNames::fileURL(path));
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (bus.isConnected()) {
@@ -29,5 +31,5 @@ void Reveal::showItems(const QStringList &paths)
     for (const QString &path : paths)
         folders.insert(QFileInfo(path).absolutePath());
     for (const QString &folder : folders)
-        QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+        QDesktopServices::openUrl(QUrl(NativeNames::fileURL(folder), QUrl::StrictMode));
 }

@@ -1,4 +1,5 @@
 #include "app/RunURL.h"
+#include "platform/NativeNames.h"
 
 #include <gtest/gtest.h>
 
@@ -20,18 +21,18 @@ TEST_P(RunURLDecoding, SplitsAndDecodesEachPiece)
     EXPECT_EQ(RunURL::decodePaths(parts.files), GetParam().paths);
 }
 
-INSTANTIATE_TEST_SUITE_P(Pieces, RunURLDecoding,
-                         ::testing::Values(DecodeCase{"vantrel://run/tag-audit", {}},
-                                           DecodeCase{"vantrel://run/tag-audit?files=", {}},
-                                           DecodeCase{"vantrel://run/x?files=a||b", {"a", "b"}},
-                                           DecodeCase{"vantrel://run/x?files=|", {}},
-                                           DecodeCase{"vantrel://run/x?files=%2Ftmp%2Fa%257Cb", {"/tmp/a|b"}},
-                                           DecodeCase{"vantrel://run/x?files=/tmp/a%25ZZb", {"/tmp/a%ZZb"}},
-                                           DecodeCase{"vantrel://run/x?files=/tmp/100%", {"/tmp/100%"}},
-                                           DecodeCase{"vantrel://run/x?files=/tmp/%25FF", {"/tmp/%FF"}},
-                                           DecodeCase{"vantrel://run/x?other=1&files=/a|/b&files=/c", {"/a", "/b"}},
-                                           DecodeCase{"vantrel://run/x?files=/a+b", {"/a+b"}},
-                                           DecodeCase{"vantrel://run/x?files=%2FCaf%25C3%25A9", {"/Café"}}));
+INSTANTIATE_TEST_SUITE_P(
+    Pieces, RunURLDecoding,
+    ::testing::Values(DecodeCase{"vantrel://run/tag-audit", {}}, DecodeCase{"vantrel://run/tag-audit?files=", {}},
+                      DecodeCase{"vantrel://run/x?files=a||b", {"a", "b"}}, DecodeCase{"vantrel://run/x?files=|", {}},
+                      DecodeCase{"vantrel://run/x?files=%2Ftmp%2Fa%257Cb", {"/tmp/a|b"}},
+                      DecodeCase{"vantrel://run/x?files=/tmp/a%25ZZb", {"/tmp/a%ZZb"}},
+                      DecodeCase{"vantrel://run/x?files=/tmp/100%", {"/tmp/100%"}},
+                      // A byte that isn't UTF-8 belongs to the name.
+                      DecodeCase{"vantrel://run/x?files=/tmp/%25FF", {NativeNames::decode("/tmp/\xFF")}},
+                      DecodeCase{"vantrel://run/x?other=1&files=/a|/b&files=/c", {"/a", "/b"}},
+                      DecodeCase{"vantrel://run/x?files=/a+b", {"/a+b"}},
+                      DecodeCase{"vantrel://run/x?files=%2FCaf%25C3%25A9", {"/Café"}}));
 
 struct PartsCase {
     const char *url;
@@ -77,11 +78,24 @@ TEST(RunURL, PathsSurviveTheWayOutAndBack)
     EXPECT_TRUE(url.contains(QStringLiteral("%257C")));
 }
 
-TEST(RunURL, RemovingEncodingFailsOnBrokenSequencesAndBadUTF8)
+TEST(RunURL, RemovingEncodingFailsOnlyOnBrokenSequences)
 {
     EXPECT_EQ(RunURL::removePercentEncoding(QStringLiteral("a%20b")), QStringLiteral("a b"));
     EXPECT_FALSE(RunURL::removePercentEncoding(QStringLiteral("a%2")).has_value());
     EXPECT_FALSE(RunURL::removePercentEncoding(QStringLiteral("a%G0")).has_value());
-    EXPECT_FALSE(RunURL::removePercentEncoding(QStringLiteral("%FF")).has_value());
+    // A byte that isn't UTF-8 is part of a file's name, and kept as NativeNames keeps it.
+    EXPECT_EQ(RunURL::removePercentEncoding(QStringLiteral("%FF")), QString(QChar(0xDCFF)));
     EXPECT_EQ(RunURL::encodePath(QStringLiteral("/a b/c|d")), QStringLiteral("/a%20b/c%7Cd"));
+}
+
+// A path whose name isn't UTF-8 travels in the URL as its own bytes and comes out naming the same file.
+TEST(RunURL, CarriesNamesThatAreNotUtf8)
+{
+    const QStringList paths{NativeNames::decode("/Fotos/Caf\xE9 1.jpg"), NativeNames::decode("/\xFF|x")};
+    EXPECT_EQ(RunURL::encodePath(paths.first()), QStringLiteral("/Fotos/Caf%E9%201.jpg"));
+    const QString url = RunURL::make(QStringLiteral("duplicate-reports"), paths);
+    const QStringList decoded = RunURL::decodePaths(RunURL::split(url).files);
+    ASSERT_EQ(decoded.size(), 2);
+    EXPECT_EQ(NativeNames::encode(decoded[0]), QByteArray("/Fotos/Caf\xE9 1.jpg"));
+    EXPECT_EQ(NativeNames::encode(decoded[1]), QByteArray("/\xFF|x"));
 }

@@ -231,6 +231,31 @@ TEST(DuplicateScan, LargestGroupFirstWithOriginalsAndWhatRemovingExtrasFrees)
                                  "1 one-first original", "1 one-2 duplicate"}));
 }
 
+// Inside a folder the original is the copy whose name comes first, however the file system lists them, so
+// the same file is kept as the original on every run.
+TEST(DuplicateScan, TheOriginalInAFolderIsTheNameFirstCopy)
+{
+    TestEnvironment env;
+    const QString folder = env.makeFolder(QStringLiteral("copies"));
+    constexpr int count = 50;
+    // Made neither in name order nor in its reverse, so that no file system lists them name-first.
+    for (int i = 0; i < count; ++i)
+        env.makeFile(QStringLiteral("copies/copy-%1").arg((i * 7 + 3) % count, 2, 10, QLatin1Char('0')), "same");
+    QStringList listed;
+    for (const QString &name : QDir(folder).entryList(QDir::Files, QDir::Unsorted))
+        listed.append(name);
+    ASSERT_NE(listed.value(0), QStringLiteral("copy-00")) << "the file system lists the name-first copy first";
+
+    for (int run = 0; run < 2; ++run) {
+        const auto report = DuplicateScan::scan({folder}, {});
+        ASSERT_TRUE(report.has_value());
+        ASSERT_EQ(report->items.size(), count);
+        EXPECT_EQ(report->items.first().url, folder + QStringLiteral("/copy-00"));
+        EXPECT_EQ(report->items.first().badge, QStringLiteral("original"));
+        EXPECT_EQ(report->items.last().url, folder + QStringLiteral("/copy-49"));
+    }
+}
+
 struct SummaryCase {
     const char *name;
     QStringList (*build)(TestEnvironment &env);

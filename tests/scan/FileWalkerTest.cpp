@@ -1,6 +1,8 @@
 #include "scan/FileWalker.h"
 
+#include "RemovedByBytes.h"
 #include "TestEnvironment.h"
+#include "platform/NativeNames.h"
 
 #include <QDir>
 #include <QFile>
@@ -62,8 +64,8 @@ QStringList sorted(QStringList list)
 
 } // namespace
 
-// What a selected folder's tree contributes. Within a folder the order is the file system's, so these cases
-// compare the listing without order; the order has a test of its own.
+// What a selected folder's tree contributes. These cases compare the listing without order; the order has
+// tests of its own.
 struct FolderCase {
     const char *name;
     std::function<void(const Tree &)> build; // inside the folder "Sel"
@@ -281,38 +283,133 @@ INSTANTIATE_TEST_SUITE_P(
                       StampCase{"Before1970", 3, -2, 500'000'000, -1'500}),
     [](const auto &info) { return std::string(info.param.name); });
 
-// The order inside a folder is the file system's own listing, and a subfolder's files follow at once where
-// the subfolder is met: the walk goes depth first, as the Mac's enumerator does.
-TEST(FileWalker, ListsAFolderInItsOwnOrderDepthFirst)
+// Makes a file by the bytes of its path, so that a name needn't be UTF-8.
+void makeRaw(const QByteArray &path)
 {
-    TestEnvironment env;
-    const QString root = env.makeFolder(QStringLiteral("Root"));
-    for (int i = 0; i < 12; ++i) {
-        env.makeFile(QStringLiteral("Root/file%1.txt").arg(i));
-        if (i % 3 == 0) {
-            for (int j = 0; j < 4; ++j)
-                env.makeFile(QStringLiteral("Root/sub%1/inner%2.txt").arg(i).arg(j));
-        }
-    }
-    env.makeFile(QStringLiteral("Root/.hidden"));
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    ASSERT_GE(fd, 0) << path.toStdString();
+    ::close(fd);
+}
 
-    QStringList listed; // the visible names of Root as the file system lists them
-    DIR *dir = ::opendir(QFile::encodeName(root).constData());
-    ASSERT_NE(dir, nullptr);
+// The visible names of a folder in the order the file system lists them.
+QList<QByteArray> listedNames(const QString &folder)
+{
+    QList<QByteArray> names;
+    DIR *dir = ::opendir(QFile::encodeName(folder).constData());
+    if (!dir)
+        return names;
     while (const dirent *entry = ::readdir(dir)) {
         if (entry->d_name[0] != '.')
-            listed.append(QFile::decodeName(entry->d_name));
+            names.append(QByteArray(entry->d_name));
     }
     ::closedir(dir);
+    return names;
+}
 
-    QStringList walkedTops; // the first component of each walked path, runs collapsed
-    for (const WalkedFile &file : FileWalker::walk({root})) {
-        const QString top = file.url.mid(root.size() + 1).section(QLatin1Char('/'), 0, 0);
-        if (walkedTops.isEmpty() || walkedTops.last() != top)
-            walkedTops.append(top);
+// Names made in an order that is neither theirs nor its reverse, so that neither a file system that
+// lists by creation nor one that lists newest first gives name order by chance.
+QList<QByteArray> shuffledNames(int count, const char *pattern)
+{
+    QList<QByteArray> names;
+    for (int i = 0; i < count; ++i)
+        names.append(QByteArray(pattern) + QByteArray::number((i * 7 + 3) % count).rightJustified(3, '0'));
+    return names;
+}
+
+// The first component of each walked path below `root`, runs collapsed, as bytes.
+QList<QByteArray> walkedTops(const QList<WalkedFile> &files, const QString &root)
+{
+    QList<QByteArray> tops;
+    for (const WalkedFile &file : files) {
+        const QByteArray top = NativeNames::encode(file.url.mid(root.size() + 1).section(QLatin1Char('/'), 0, 0));
+        if (tops.isEmpty() || tops.last() != top)
+            tops.append(top);
     }
+    return tops;
+}
+
+// The order inside a folder is its names' byte order, whatever order the file system lists them in, and a
+// subfolder's files follow at once where the subfolder is met: the walk is depth first, and the same on
+// every run and every machine.
+TEST(FileWalker, ListsAFolderInNameOrderDepthFirst)
+{
+    TestEnvironment env;
+    const RemovedByBytes cleanup{QFile::encodeName(env.home())};
+    const QString root = env.makeFolder(QStringLiteral("Root"));
+    const QByteArray base = QFile::encodeName(root) + '/';
+    QList<QByteArray> names = shuffledNames(150, "file");
+    // Byte order differs from UTF-16 order past U+D7FF: U+FF41 ("\xEF\xBD\x81") comes before U+1F600 and
+    // before a lone byte F5, where QString comparison would put both of those first.
+    names += {"Zebra", "apple", "\xC3\xA9t\xC3\xA9", "\xE9t\xE9", "\xEF\xBD\x81", "\xF0\x9F\x98\x80", "\xF5"};
+    for (const QByteArray &name : names)
+        makeRaw(base + name);
+    for (const QByteArray &folder : shuffledNames(6, "sub")) {
+        ASSERT_EQ(::mkdir(QByteArray(base + folder).constData(), 0700), 0);
+        for (const QByteArray &inner : shuffledNames(4, "inner"))
+            makeRaw(base + folder + '/' + inner);
+        names.append(folder);
+    }
+    env.makeFile(QStringLiteral("Root/.hidden"));
+    if (::testing::Test::HasFatalFailure())
+        return;
+    QList<QByteArray> expected = names;
+    std::sort(expected.begin(), expected.end());
+    ASSERT_NE(listedNames(root), expected) << "the file system lists this folder in name order already";
+
+    const QList<WalkedFile> files = FileWalker::walk({root});
+
     // Equal lists mean each subfolder's four files came as one run, at the subfolder's place.
-    EXPECT_EQ(walkedTops, listed);
+    EXPECT_EQ(walkedTops(files, root), expected);
+    const QString sub = root + QStringLiteral("/sub000/");
+    QStringList inside;
+    for (const WalkedFile &file : files) {
+        if (file.url.startsWith(sub))
+            inside.append(file.url.mid(sub.size()));
+    }
+    EXPECT_EQ(inside, (QStringList{"inner000", "inner001", "inner002", "inner003"}));
+    EXPECT_EQ(FileWalker::firstFile(root)->url, files.first().url);
+}
+
+// Past the depth at which folders stay open, a folder is read whole and closed first; it is in name
+// order all the same.
+TEST(FileWalker, ListsAFolderBeyondTheHeldDepthInNameOrder)
+{
+    TestEnvironment env;
+    QString relative = QStringLiteral("Deep");
+    for (int level = 0; level < 70; ++level)
+        relative += QStringLiteral("/d");
+    const QString folder = env.makeFolder(relative);
+    QList<QByteArray> names = shuffledNames(60, "f");
+    for (const QByteArray &name : names)
+        makeRaw(QFile::encodeName(folder) + '/' + name);
+    if (::testing::Test::HasFatalFailure())
+        return;
+    std::sort(names.begin(), names.end());
+    ASSERT_NE(listedNames(folder), names) << "the file system lists this folder in name order already";
+
+    EXPECT_EQ(walkedTops(FileWalker::walk({env.path(QStringLiteral("Deep"))}), folder), names);
+}
+
+// A name that isn't UTF-8 is walked under a path that leads back to it, and a folder of such a name is
+// entered.
+TEST(FileWalker, KeepsNamesThatAreNotUtf8)
+{
+    TestEnvironment env;
+    const RemovedByBytes cleanup{QFile::encodeName(env.home())};
+    const QString root = env.makeFolder(QStringLiteral("Root"));
+    const QByteArray base = QFile::encodeName(root);
+    ASSERT_EQ(::mkdir(QByteArray(base + "/Ordner \xE4").constData(), 0700), 0);
+    makeRaw(base + "/Ordner \xE4/Datei \xFC.txt");
+    makeRaw(base + "/caf\xE9");
+    if (::testing::Test::HasFatalFailure())
+        return;
+
+    QList<QByteArray> walked;
+    for (const WalkedFile &file : FileWalker::walk({root}))
+        walked.append(NativeNames::encode(file.url));
+
+    EXPECT_EQ(walked, (QList<QByteArray>{base + "/Ordner \xE4/Datei \xFC.txt", base + "/caf\xE9"}));
+    EXPECT_EQ(FileWalker::walk({NativeNames::decode(QByteArray(base + "/caf\xE9"))}).size(), 1);
 }
 
 // Lowers the limit on open descriptors to the ones in use plus `spare`, and puts it back when it goes.

@@ -1,5 +1,7 @@
 #include "platform/Paths.h"
 
+#include "platform/NativeNames.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -32,7 +34,8 @@ QString userFolder(const QByteArray &key, const QString &fallbackBelowHome)
             const QByteArray line = file.readLine().trimmed();
             if (!line.startsWith(opening) || !line.endsWith('"'))
                 continue;
-            value = QFile::decodeName(line.mid(variable.size() + 2, line.size() - variable.size() - 3));
+            // The file holds the folder's name as bytes, and a Latin-1 "Téléchargements" must still be found.
+            value = NativeNames::decode(line.mid(variable.size() + 2, line.size() - variable.size() - 3));
         }
     }
     if (value.isEmpty())

@@ -1,6 +1,6 @@
 #include "platform/MetadataBackend.h"
 
-#include <QFile>
+#include "platform/NativeNames.h"
 
 #include <cerrno>
 #include <cstring>
@@ -17,7 +17,7 @@ const char *const labelAttribute = "user.vantrel.label";
 
 std::optional<QByteArray> readAttribute(const QString &path, const char *name)
 {
-    const QByteArray file = QFile::encodeName(path);
+    const QByteArray file = NativeNames::encode(path);
     for (int attempt = 0; attempt < 3; ++attempt) {
         const ssize_t size = ::getxattr(file.constData(), name, nullptr, 0);
         if (size < 0)
@@ -41,7 +41,7 @@ std::optional<QByteArray> readAttribute(const QString &path, const char *name)
 
 void writeAttribute(const QString &path, const char *name, const QByteArray &value)
 {
-    const QByteArray file = QFile::encodeName(path);
+    const QByteArray file = NativeNames::encode(path);
     if (value.isEmpty()) {
         // Removing what isn't there is no failure, but a file that isn't there is.
         if (::removexattr(file.constData(), name) != 0 && errno != ENODATA)
