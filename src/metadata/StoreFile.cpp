@@ -35,8 +35,8 @@ QString systemReason(int code)
 class StoreLock {
 public:
     explicit StoreLock(const QString &path)
-        : fd(::open(NativeNames::encode(path + QStringLiteral(".lock")).constData(), O_RDWR | O_CREAT | O_CLOEXEC,
-                    0600))
+        : fd(::open(NativeNames::encode(QString(path + QStringLiteral(".lock"))).constData(),
+                    O_RDWR | O_CREAT | O_CLOEXEC, 0600))
     {
         if (!fd.isOpen()) {
             reason = systemReason(errno);
