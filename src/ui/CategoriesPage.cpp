@@ -206,31 +206,39 @@ void CategoriesPage::addCategory()
 {
     if (!state)
         return;
-    const auto created = CategoryEditing::newCategory(newName->text(), state->categories().size());
-    if (!created)
+    const auto edit = CategoryEditing::newCategory(newName->text(), state->categories().size());
+    if (!accepted(edit))
         return;
     newName->clear();
     newForm->hide();
-    state->categoryStore().add(*created);
-    state->setCategoryEditorSelection(created->id);
+    state->categoryStore().add(*edit.category);
+    state->setCategoryEditorSelection(edit.category->id);
 }
 
 void CategoriesPage::renameSelected()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
-        if (const auto changed = CategoryEditing::renamed(*category, nameEdit->text()))
-            state->categoryStore().update(*changed);
+        if (const auto edit = CategoryEditing::renamed(*category, nameEdit->text()); accepted(edit))
+            state->categoryStore().update(*edit.category);
     }
 }
 
 void CategoriesPage::addTag()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
-        if (const auto changed = CategoryEditing::withTag(*category, tagEdit->text())) {
+        if (const auto edit = CategoryEditing::withTag(*category, tagEdit->text()); accepted(edit)) {
             tagEdit->clear();
-            state->categoryStore().update(*changed);
+            state->categoryStore().update(*edit.category);
         }
     }
+}
+
+bool CategoriesPage::accepted(const CategoryEditing::Edit &edit)
+{
+    // A refused edit leaves the field as typed, so the user can shorten or correct it.
+    if (!edit.refusal.isEmpty() && state)
+        state->showFailure(edit.refusal);
+    return edit.category.has_value();
 }
 
 void CategoriesPage::removeTag(int index)
@@ -243,8 +251,10 @@ void CategoriesPage::removeTag(int index)
 
 void CategoriesPage::duplicateSelected()
 {
-    if (const auto category = state ? selectedIn(*state) : std::nullopt)
-        state->categoryStore().add(CategoryEditing::duplicate(*category));
+    if (const auto category = state ? selectedIn(*state) : std::nullopt) {
+        if (const auto edit = CategoryEditing::duplicate(*category); accepted(edit))
+            state->categoryStore().add(*edit.category);
+    }
 }
 
 void CategoriesPage::deleteSelected()
