@@ -88,8 +88,8 @@ std::optional<QString> completeCategoryTagging(AppState &state, const QList<Sett
         }
     }
     // A draft goes through the inline form, which also selects it.
-    if (!sheet.draftName().trimmed().isEmpty())
-        sheet.saveDraft();
+    if (!sheet.draftName().trimmed().isEmpty() && !sheet.saveDraft() && !sheet.draftRefusal().isEmpty())
+        return sheet.draftRefusal();
     if (!sheet.selectedCategory())
         return QStringLiteral("Choose a category with --set selectedCategoryID=ID-or-name.");
     sheet.apply();
