@@ -65,9 +65,16 @@ TEST(ApplyTags, BannersCountTagsFilesAndFailures)
     ASSERT_TRUE(lock.isLocked());
     state->applyTags({QStringLiteral("Raw")}, {one, locked});
     EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("Applied to 1 · 1 failed.")}));
-    state->applyTags({QStringLiteral("Raw")}, {locked, env.path(QStringLiteral("missing.txt"))});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 2 writes failed."));
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure,
+                                    QStringLiteral("Applied to 1 · 1 failed: Operation not permitted."),
+                                    {{locked, QStringLiteral("Operation not permitted")}}}));
+    const QString missing = env.path(QStringLiteral("missing.txt"));
+    state->applyTags({QStringLiteral("Raw")}, {locked, missing});
+    // The first failure's reason is the one the message gives; each file keeps its own.
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 2 writes failed: Operation not permitted."));
+    EXPECT_EQ(state->packBanner()->failures,
+              (QList<ItemFailure>{{locked, QStringLiteral("Operation not permitted")},
+                                  {missing, QStringLiteral("No such file or directory")}}));
     EXPECT_EQ(rawComment(locked), QByteArray("(none)"));
 }
 
