@@ -326,6 +326,9 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     if (const StitchSession *session = state.stitchSession();
         session && !std::holds_alternative<StitchSession::done>(session->phase()))
         return 1;
+    // Any file that failed makes the run a failure, whether a banner or a report says so.
+    if (const auto &report = state.activeReport(); report && !report->failures.isEmpty())
+        return 1;
     const auto &banner = state.packBanner();
     return banner && banner->tone == AppState::PackBanner::Tone::failure ? 1 : 0;
 }

@@ -161,3 +161,31 @@ TEST(TidyFailures, EveryMoveDoneIsStillASuccess)
     EXPECT_EQ(bannerOf(run).value(QStringLiteral("tone")).toString(), QStringLiteral("success"));
     EXPECT_EQ(bannerOf(run).value(QStringLiteral("failures")).toArray(), QJsonArray());
 }
+
+TEST(ScanFailures, ACleanupThatCouldntWriteIsAFailedRun)
+{
+    TestEnvironment env;
+    const QString locked = env.makeFile(QStringLiteral("locked.txt"));
+    const QString fine = env.makeFile(QStringLiteral("fine.txt"));
+    FinderMetadata::writeComment(QStringLiteral("a, a"), locked);
+    FinderMetadata::writeComment(QStringLiteral("b; B"), fine);
+    const Faults::Immutable immutable(locked);
+    if (!immutable.applied())
+        GTEST_SKIP() << "chattr +i is refused on this file system";
+
+    const HeadlessResult run = vantrel({"clean-duplicate-comments", locked, fine, "--json"});
+
+    EXPECT_EQ(run.exitCode, 1) << run.out.toStdString();
+    const QJsonObject report = run.json.value(QStringLiteral("report")).toObject();
+    const QString error = QStringLiteral("Finder rejected the change (exit 1): Operation not permitted");
+    EXPECT_EQ(report.value(QStringLiteral("summary")).toString(),
+              QStringLiteral("Cleaned 1 · 1 failed: ") + error + QLatin1Char('.'));
+    EXPECT_EQ(report.value(QStringLiteral("failures")).toArray(), failure(locked, error));
+    EXPECT_EQ(FinderMetadata::readComment(fine), QStringLiteral("b"));
+
+    // The same cleanup with nothing in its way is a success.
+    const HeadlessResult clean = vantrel({"clean-duplicate-comments", fine, "--json"});
+    EXPECT_EQ(clean.exitCode, 0);
+    EXPECT_EQ(clean.json.value(QStringLiteral("report")).toObject().value(QStringLiteral("failures")).toArray(),
+              QJsonArray());
+}
