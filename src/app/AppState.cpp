@@ -147,11 +147,12 @@ void AppState::setPackBanner(const std::optional<PackBanner> &value)
 
 void AppState::executePlan(const ScanReport &report)
 {
-    TidyPlan::run(report, *scans, [this](const QString &text, bool failure) {
-        if (failure)
-            showFailure(text);
-        else
+    TidyPlan::run(report, *scans, [this](const QString &text, const QList<ItemFailure> &failures) {
+        // A single failed move makes the run a failure: the user has files left to see to.
+        if (failures.isEmpty())
             showSuccess(text);
+        else
+            showFailure(text, failures);
     });
 }
 
@@ -166,9 +167,9 @@ bool AppState::confirmAndExecutePlan()
     return true;
 }
 
-void AppState::showFailure(const QString &message)
+void AppState::showFailure(const QString &message, const QList<ItemFailure> &failures)
 {
-    setPackBanner(PackBanner{PackBanner::Tone::failure, message});
+    setPackBanner(PackBanner{PackBanner::Tone::failure, message, failures});
 }
 
 void AppState::showSuccess(const QString &message)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ItemFailure.h"
 #include "app/SheetContexts.h"
 #include "app/Workflow.h"
 #include "app/diagnostics/DiagnosticLog.h"
@@ -59,6 +60,8 @@ public:
         enum class Tone { success, failure };
         Tone tone = Tone::success;
         QString message;
+        // Each file the run couldn't change, with the system's reason.
+        QList<ItemFailure> failures = {};
         bool operator==(const PackBanner &) const = default;
         static QString toString(Tone tone);
     };
@@ -134,7 +137,7 @@ public:
     void setIntegrityBannerDismissed(bool dismissed);
     const std::optional<PackBanner> &packBanner() const { return banner; }
     void setPackBanner(const std::optional<PackBanner> &value);
-    void showFailure(const QString &message);
+    void showFailure(const QString &message, const QList<ItemFailure> &failures = {});
     void showSuccess(const QString &message);
     const std::optional<QString> &firstLaunchMessage() const { return firstLaunch; }
     void setFirstLaunchMessage(const std::optional<QString> &message);

@@ -68,8 +68,10 @@ QJsonValue bannerJson(const AppState &state)
     const auto &banner = state.packBanner();
     if (!banner)
         return QJsonValue::Null;
+    // Every failed file with its reason, not only the first one the message names.
     return QJsonObject{{QStringLiteral("tone"), AppState::PackBanner::toString(banner->tone)},
-                       {QStringLiteral("message"), banner->message}};
+                       {QStringLiteral("message"), banner->message},
+                       {QStringLiteral("failures"), ItemFailures::toJson(banner->failures)}};
 }
 
 // A report of tens of thousands of rows is megabytes of JSON. Its items are written one at a time into
@@ -256,10 +258,13 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
 QString HeadlessRun::resultText(const WorkflowRunner::Outcome &outcome, const AppState &state)
 {
     QStringList lines{WorkflowRunner::describe(outcome)};
-    if (const auto &banner = state.packBanner())
+    if (const auto &banner = state.packBanner()) {
         lines.append(QStringLiteral("%1: %2").arg(
             banner->tone == AppState::PackBanner::Tone::failure ? QStringLiteral("Failed") : QStringLiteral("Done"),
             banner->message));
+        for (const ItemFailure &failure : banner->failures)
+            lines.append(QStringLiteral("  %1  %2").arg(Paths::displayPath(failure.path), failure.reason));
+    }
     if (const auto selection = state.selection())
         lines.append(QStringLiteral("Screen: %1").arg(AppState::toString(*selection)));
     if (const StitchSession *session = state.stitchSession())
@@ -327,6 +332,9 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         return 2;
     if (const StitchSession *session = state.stitchSession();
         session && !std::holds_alternative<StitchSession::done>(session->phase()))
+        return 1;
+    // Any file that failed makes the run a failure, whether a banner or a report says so.
+    if (const auto &report = state.activeReport(); report && !report->failures.isEmpty())
         return 1;
     const auto &banner = state.packBanner();
     return banner && banner->tone == AppState::PackBanner::Tone::failure ? 1 : 0;

@@ -108,9 +108,13 @@ std::optional<QString> completeCategoryTagging(AppState &state, const QList<Sett
                                       QStringLiteral("--set selectedCategoryID=ID-or-name or --set draftName=NAME")))
         return missing;
     // A draft goes through the inline form, which also selects it.
-    // A draft that couldn't be saved ends the run on the failure banner, before any file is tagged.
-    if (!sheet.draftName().trimmed().isEmpty() && !sheet.saveDraft())
+    // A draft the library's rules refuse is bad usage; one the disk refused ends the run on the failure
+    // banner. Either way no file is tagged.
+    if (!sheet.draftName().trimmed().isEmpty() && !sheet.saveDraft()) {
+        if (!sheet.draftRefusal().isEmpty())
+            return sheet.draftRefusal();
         return std::nullopt;
+    }
     if (!sheet.selectedCategory())
         return QStringLiteral("Choose a category with --set selectedCategoryID=ID-or-name.");
     sheet.apply();

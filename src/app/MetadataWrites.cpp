@@ -8,12 +8,13 @@
 
 namespace {
 
-// The banner text shared by the comment writes once some failed.
-QString failureText(int applied, int failed)
+// The banner text shared by the comment writes once some failed, with the first failure's reason.
+QString failureText(int applied, const QList<ItemFailure> &failures)
 {
-    if (applied == 0)
-        return QStringLiteral("All %1 writes failed.").arg(failed);
-    return QStringLiteral("Applied to %1 · %2 failed.").arg(applied).arg(failed);
+    const QString counts = applied == 0
+                               ? QStringLiteral("All %1 writes failed.").arg(failures.size())
+                               : QStringLiteral("Applied to %1 · %2 failed.").arg(applied).arg(failures.size());
+    return ItemFailures::withFirstReason(counts, failures);
 }
 
 } // namespace
@@ -33,7 +34,7 @@ void AppState::applyTags(const QStringList &tags, const QStringList &targets)
     }
 
     int applied = 0;
-    int failed = 0;
+    QList<ItemFailure> failures;
     for (const QString &target : targets) {
         // An unreadable comment reads as none, so the tags become the whole comment.
         const QStringList merged =
@@ -42,23 +43,23 @@ void AppState::applyTags(const QStringList &tags, const QStringList &targets)
             // Written even when nothing changed, so every comment comes out in one form.
             FinderMetadata::writeComment(merged.join(QStringLiteral(", ")), target);
             ++applied;
-        } catch (const std::exception &) {
-            ++failed;
+        } catch (const std::exception &error) {
+            failures.append({target, FinderMetadata::reason(error)});
         }
     }
     setSingleTagSelectorContext(std::nullopt);
     setCategoryTaggingContext(std::nullopt);
-    if (failed == 0)
+    if (failures.isEmpty())
         showSuccess(QStringLiteral("Applied %1 to %2.")
                         .arg(counted(cleaned.size(), QStringLiteral("tag")), counted(applied, QStringLiteral("file"))));
     else
-        showFailure(failureText(applied, failed));
+        showFailure(failureText(applied, failures), failures);
 }
 
 void AppState::applyComment(const QString &text, FinderMetadata::ApplyMode mode, const QStringList &targets)
 {
     int applied = 0;
-    int failed = 0;
+    QList<ItemFailure> failures;
     for (const QString &target : targets) {
         try {
             if (mode == FinderMetadata::ApplyMode::replace)
@@ -66,13 +67,13 @@ void AppState::applyComment(const QString &text, FinderMetadata::ApplyMode mode,
             else
                 FinderMetadata::apply({{}, text, std::nullopt}, target, FinderMetadata::ApplyMode::append);
             ++applied;
-        } catch (const std::exception &) {
-            ++failed;
+        } catch (const std::exception &error) {
+            failures.append({target, FinderMetadata::reason(error)});
         }
     }
     setCommentTemplateContext(std::nullopt);
-    if (failed == 0)
+    if (failures.isEmpty())
         showSuccess(QStringLiteral("Applied comment to %1.").arg(counted(applied, QStringLiteral("file"))));
     else
-        showFailure(failureText(applied, failed));
+        showFailure(failureText(applied, failures), failures);
 }

@@ -2,6 +2,7 @@
 
 #include "app/AppState.h"
 #include "app/Plural.h"
+#include "metadata/CategoryValidation.h"
 
 #include <QRegularExpression>
 
@@ -134,6 +135,15 @@ bool CategoryTaggingSheet::saveDraft()
     const qsizetype position = categories().size();
     const Category category{QUuid::createUuid(), trimmed, draftColor(position), splitDraftTags(tags),
                             draftSymbol(position)};
+    // The untrimmed name too: a control character at either end is refused, as on import.
+    QString problem = CategoryValidation::checkName(name);
+    if (problem.isEmpty())
+        problem = CategoryValidation::check(category);
+    refusal = problem;
+    if (!problem.isEmpty()) {
+        emit changed();
+        return false;
+    }
     if (const auto error = state->categoryStore().add(category)) {
         // The draft stays in the form, so nothing typed is lost; the banner says why it wasn't saved.
         state->showFailure(*error);
@@ -150,6 +160,7 @@ bool CategoryTaggingSheet::saveDraft()
 void CategoryTaggingSheet::cancelDraft()
 {
     adding = false;
+    refusal.clear();
     name.clear();
     tags.clear();
     emit changed();

@@ -45,8 +45,10 @@ public:
     // categories modulo 6.
     static QString draftColor(qsizetype position);
     static QString draftSymbol(qsizetype position);
-    // "Save category": adds the draft and selects it. False when the name is empty.
+    // "Save category": adds the draft and selects it. False when the name is empty, or when the
+    // library's rules refuse the draft; `draftRefusal()` then says why and the draft stays.
     bool saveDraft();
+    QString draftRefusal() const { return refusal; }
     void cancelDraft();
 
     // Writes the chosen category's tags and closes; without a choice does nothing.
@@ -63,6 +65,7 @@ private:
     bool adding = false;
     QString name;
     QString tags;
+    QString refusal;
 };
 
 // What the Single Tag Selector sheet shows and does: pick tags one by one from

@@ -128,7 +128,7 @@ void AppState::applyTextCommentAction(const TextCommentAction &action, const QSt
 {
     using namespace TextCommentActions;
     int updated = 0;
-    int failed = 0;
+    QList<ItemFailure> failures;
     for (const QString &target : targets) {
         try {
             if (const auto stem = renamedStem(action, split(target))) {
@@ -141,15 +141,19 @@ void AppState::applyTextCommentAction(const TextCommentAction &action, const QSt
                 FinderMetadata::writeComment(QString(), target);
             }
             ++updated;
-        } catch (const std::exception &) {
-            ++failed;
+        } catch (const std::exception &error) {
+            failures.append({target, FinderMetadata::reason(error)});
         }
     }
     setTextCommentToolsContext(std::nullopt);
-    if (failed == 0)
+    if (failures.isEmpty())
         showSuccess(QStringLiteral("Updated %1.").arg(counted(updated, QStringLiteral("file"))));
     else if (updated > 0)
-        showFailure(QStringLiteral("Updated %1 · %2 failed.").arg(updated).arg(failed));
+        showFailure(ItemFailures::withFirstReason(
+                        QStringLiteral("Updated %1 · %2 failed.").arg(updated).arg(failures.size()), failures),
+                    failures);
     else
-        showFailure(QStringLiteral("All %1 updates failed.").arg(failed));
+        showFailure(
+            ItemFailures::withFirstReason(QStringLiteral("All %1 updates failed.").arg(failures.size()), failures),
+            failures);
 }

@@ -1,40 +1,65 @@
 #include "metadata/CategoryEditing.h"
 
+#include "metadata/CategoryValidation.h"
+
 #include <QCollator>
 
-std::optional<Category> CategoryEditing::newCategory(const QString &name, qsizetype librarySize)
+namespace {
+
+CategoryEditing::Edit refused(const QString &reason)
 {
-    const QString trimmed = name.trimmed();
-    if (trimmed.isEmpty())
-        return std::nullopt;
-    return Category{
-        QUuid::createUuid(), trimmed, Category::paletteColor(librarySize), {}, Category::paletteSymbol(librarySize)};
+    return {std::nullopt, reason};
 }
 
-std::optional<Category> CategoryEditing::renamed(const Category &category, const QString &name)
+CategoryEditing::Edit changedTo(const Category &category)
+{
+    return {category, {}};
+}
+
+} // namespace
+
+CategoryEditing::Edit CategoryEditing::newCategory(const QString &name, qsizetype librarySize)
 {
     const QString trimmed = name.trimmed();
     if (trimmed.isEmpty())
-        return std::nullopt;
+        return {};
+    if (const QString problem = CategoryValidation::checkName(name); !problem.isEmpty())
+        return refused(problem);
+    return changedTo(Category{
+        QUuid::createUuid(), trimmed, Category::paletteColor(librarySize), {}, Category::paletteSymbol(librarySize)});
+}
+
+CategoryEditing::Edit CategoryEditing::renamed(const Category &category, const QString &name)
+{
+    const QString trimmed = name.trimmed();
+    if (trimmed.isEmpty())
+        return {};
+    if (const QString problem = CategoryValidation::checkName(name); !problem.isEmpty())
+        return refused(problem);
     Category changed = category;
     changed.name = trimmed;
-    return changed;
+    return changedTo(changed);
 }
 
-std::optional<Category> CategoryEditing::withTag(const Category &category, const QString &tag)
+CategoryEditing::Edit CategoryEditing::withTag(const Category &category, const QString &tag)
 {
     const QString trimmed = tag.trimmed();
     if (trimmed.isEmpty())
-        return std::nullopt;
+        return {};
     QCollator collator;
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     for (const QString &existing : category.tags) {
         if (collator.compare(existing, trimmed) == 0)
-            return std::nullopt;
+            return {};
     }
+    if (const QString problem = CategoryValidation::checkTagCount(category.name, category.tags.size() + 1);
+        !problem.isEmpty())
+        return refused(problem);
+    if (const QString problem = CategoryValidation::checkTag(category.name, tag); !problem.isEmpty())
+        return refused(problem);
     Category changed = category;
     changed.tags.append(trimmed);
-    return changed;
+    return changedTo(changed);
 }
 
 Category CategoryEditing::withoutTag(const Category &category, qsizetype index)
@@ -45,10 +70,12 @@ Category CategoryEditing::withoutTag(const Category &category, qsizetype index)
     return changed;
 }
 
-Category CategoryEditing::duplicate(const Category &category)
+CategoryEditing::Edit CategoryEditing::duplicate(const Category &category)
 {
     Category copy = category;
     copy.id = QUuid::createUuid();
     copy.name += QStringLiteral(" Copy");
-    return copy;
+    if (const QString problem = CategoryValidation::checkName(copy.name); !problem.isEmpty())
+        return refused(problem);
+    return changedTo(copy);
 }

@@ -1,12 +1,12 @@
 #include "metadata/CategoryExportEnvelope.h"
 
+#include "metadata/CategoryValidation.h"
 #include "platform/RegularFile.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QRegularExpression>
 
 namespace {
 
@@ -14,27 +14,6 @@ template <class... Ts> struct Overloaded : Ts... {
     using Ts::operator()...;
 };
 template <class... Ts> Overloaded(Ts...) -> Overloaded<Ts...>;
-
-bool isControl(char32_t c)
-{
-    return c < 0x09 || c == 0x0B || c == 0x0C || (c >= 0x0E && c <= 0x1F) || c == 0x7F ||
-           (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-}
-
-bool holdsControl(const QString &text)
-{
-    for (const char32_t c : text.toUcs4()) {
-        if (isControl(c))
-            return true;
-    }
-    return false;
-}
-
-// Lengths count characters, not UTF-16 units.
-qsizetype characters(const QString &text)
-{
-    return text.toUcs4().size();
-}
 
 using Error = CategoryExportEnvelope::ImportError;
 
@@ -83,36 +62,6 @@ QByteArray CategoryExportEnvelope::encode() const
     return QJsonDocument(object).toJson(QJsonDocument::Indented);
 }
 
-QString CategoryExportEnvelope::validate(const Category &category)
-{
-    static const QRegularExpression color(QStringLiteral("^#[0-9A-Fa-f]{6}$"));
-    static const QRegularExpression symbol(QStringLiteral("^[A-Za-z0-9._-]+$"));
-    const QString name = category.name.trimmed();
-    if (name.isEmpty())
-        return QStringLiteral("a category has an empty name");
-    if (characters(name) > maxNameLength)
-        return QStringLiteral("a category name is too long (%1 chars; max 80)").arg(characters(name));
-    if (holdsControl(category.name))
-        return QStringLiteral("a category name contains unsupported characters");
-    if (!color.match(category.colorHex).hasMatch())
-        return QStringLiteral("invalid colour value \"%1\" on category \"%2\"").arg(category.colorHex, name);
-    if (category.systemImage.isEmpty() || characters(category.systemImage) > maxSystemImageLength ||
-        !symbol.match(category.systemImage).hasMatch())
-        return QStringLiteral("invalid systemImage on category \"%1\"").arg(name);
-    if (category.tags.size() > maxTags)
-        return QStringLiteral("category \"%1\" has too many tags (%2; max 200)").arg(name).arg(category.tags.size());
-    for (const QString &tag : category.tags) {
-        const QString trimmed = tag.trimmed();
-        if (trimmed.isEmpty())
-            return QStringLiteral("category \"%1\" has an empty tag").arg(name);
-        if (characters(trimmed) > maxTagLength)
-            return QStringLiteral("a tag is too long (%1 chars; max 80)").arg(characters(trimmed));
-        if (holdsControl(tag))
-            return QStringLiteral("category \"%1\" has a tag with unsupported characters").arg(name);
-    }
-    return {};
-}
-
 std::variant<CategoryExportEnvelope, CategoryExportEnvelope::ImportError>
 CategoryExportEnvelope::read(const QString &path)
 {
@@ -156,7 +105,7 @@ CategoryExportEnvelope::read(const QString &path)
     if (envelope.categories.size() > maxCategories)
         return Error{Error::tooManyCategories{envelope.categories.size()}};
     for (const Category &category : envelope.categories) {
-        if (const QString problem = validate(category); !problem.isEmpty())
+        if (const QString problem = CategoryValidation::check(category); !problem.isEmpty())
             return Error{Error::invalidContent{problem}};
     }
     return envelope;

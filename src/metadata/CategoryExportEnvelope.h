@@ -15,10 +15,6 @@ struct CategoryExportEnvelope {
     static constexpr int currentFormatVersion = 1;
     static constexpr qint64 maxFileBytes = 5000000;
     static constexpr qsizetype maxCategories = 500;
-    static constexpr qsizetype maxNameLength = 80;
-    static constexpr qsizetype maxTags = 200;
-    static constexpr qsizetype maxTagLength = 80;
-    static constexpr qsizetype maxSystemImageLength = 64;
 
     int formatVersion = currentFormatVersion;
     QDateTime exportedAt;
@@ -56,10 +52,9 @@ struct CategoryExportEnvelope {
 
     // Pretty-printed, sorted keys, ISO 8601 dates.
     QByteArray encode() const;
-    // Reads and checks an export file: size, decoding, version, count, then each category.
+    // Reads and checks an export file: size, decoding, version, count, then each category by the
+    // library's own rules (CategoryValidation).
     static std::variant<CategoryExportEnvelope, ImportError> read(const QString &path);
-    // The first reason a category can't be imported; empty when it can.
-    static QString validate(const Category &category);
     // "Vantrel-Categories-{yyyy-MM-dd}.vantrelcategories"
     static QString defaultFileName(const QDate &today);
 };

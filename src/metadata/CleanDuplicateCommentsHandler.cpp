@@ -57,7 +57,18 @@ QString CleanDuplicateCommentsHandler::summary(const QList<Outcome> &outcomes)
         return QStringLiteral("Comments were already clean across %1 file%2.")
             .arg(outcomes.size())
             .arg(plural(outcomes.size()));
-    return QStringLiteral("Cleaned %1 · %2 failed.").arg(cleaned).arg(failed);
+    return ItemFailures::withFirstReason(QStringLiteral("Cleaned %1 · %2 failed.").arg(cleaned).arg(failed),
+                                         failures(outcomes));
+}
+
+QList<ItemFailure> CleanDuplicateCommentsHandler::failures(const QList<Outcome> &outcomes)
+{
+    QList<ItemFailure> list;
+    for (const Outcome &outcome : outcomes) {
+        if (outcome.writeError)
+            list.append({outcome.url, *outcome.writeError});
+    }
+    return list;
 }
 
 QString CleanDuplicateCommentsHandler::badge(const Outcome &outcome)
@@ -78,6 +89,7 @@ ScanReport CleanDuplicateCommentsHandler::report(const QList<Outcome> &outcomes)
     for (const Outcome &outcome : outcomes)
         result.items.append(ScanReport::itemFor(outcome.url, badge(outcome)));
     result.summary = summary(outcomes);
+    result.failures = failures(outcomes);
     return result;
 }
 

@@ -25,6 +25,8 @@ struct Outcome {
 // Cleans each file in order, without expanding folders; stops early when asked.
 QList<Outcome> clean(const QStringList &urls, std::stop_token stop = {});
 QString summary(const QList<Outcome> &outcomes);
+// Each outcome whose write failed, with its error, in order.
+QList<ItemFailure> failures(const QList<Outcome> &outcomes);
 QString badge(const Outcome &outcome);
 ScanReport report(const QList<Outcome> &outcomes);
 

@@ -109,3 +109,11 @@ QString FinderMetadata::describe(const std::exception &error)
         return failure->text();
     return QString::fromUtf8(error.what());
 }
+
+QString FinderMetadata::reason(const std::exception &error)
+{
+    if (const auto *writeError = dynamic_cast<const WriteError *>(&error);
+        writeError && !writeError->failure().standardError.isEmpty())
+        return writeError->failure().standardError;
+    return describe(error);
+}

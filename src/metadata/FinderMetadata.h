@@ -49,5 +49,7 @@ void apply(const Values &values, const QString &path, ApplyMode mode);
 
 // The user text of whatever a write threw.
 QString describe(const std::exception &error);
+// Only the system's reason ("Operation not permitted"), for a text that already says what failed.
+QString reason(const std::exception &error);
 
 } // namespace FinderMetadata

@@ -16,13 +16,16 @@ namespace SpotlightRefresher {
 struct Result {
     QString url;
     bool success = false;
+    QString reason = {}; // why it failed, in the indexer's or the system's words
     bool operator==(const Result &) const = default;
 };
 
-// Refreshes one path; true only if the indexer ran and said yes.
-bool refresh(const QString &path);
+// Refreshes one path; true only if the indexer ran and said yes, else `reason` says why.
+bool refresh(const QString &path, QString *reason = nullptr);
 QList<Result> refreshAll(const QStringList &urls, std::stop_token stop = {});
+// The counts, with the first failure's reason.
 QString summary(const QList<Result> &results);
+QList<ItemFailure> failures(const QList<Result> &results);
 ScanReport report(const QList<Result> &results);
 void run(const QStringList &urls, ScanState &scans);
 

@@ -86,14 +86,16 @@ FileMoves::Result FileMoves::replace(const QString &from, const QString &to)
     return failure(errno);
 }
 
-bool FileMoves::makeFolders(const QString &path)
+std::optional<QString> FileMoves::makeFolders(const QString &path)
 {
     const QByteArray folder = NativeNames::encode(path);
     for (qsizetype slash = folder.indexOf('/', 1); slash > 0; slash = folder.indexOf('/', slash + 1))
         ::mkdir(folder.left(slash).constData(), 0777);
-    ::mkdir(folder.constData(), 0777);
+    const int made = ::mkdir(folder.constData(), 0777) == 0 ? 0 : errno;
     struct stat status {};
-    return ::stat(folder.constData(), &status) == 0 && S_ISDIR(status.st_mode);
+    if (::stat(folder.constData(), &status) == 0 && S_ISDIR(status.st_mode))
+        return std::nullopt;
+    return QString::fromLocal8Bit(std::strerror(made != 0 && made != EEXIST ? made : ENOTDIR));
 }
 
 FileMoves::Result FileMoves::copyNoReplace(const QString &from, const QString &to)

@@ -29,7 +29,8 @@ Result copyNoReplace(const QString &from, const QString &to);
 // Puts `from` in place of `to`, replacing it if it exists, in one step.
 Result replace(const QString &from, const QString &to);
 
-// Makes the folder `path` and whatever folders above it are missing; true when it stands as a folder.
-bool makeFolders(const QString &path);
+// Makes the folder `path` and whatever folders above it are missing; the system's reason when it
+// doesn't stand as a folder afterwards.
+std::optional<QString> makeFolders(const QString &path);
 
 } // namespace FileMoves

@@ -117,6 +117,11 @@ PlannedMove moveFrom(const QJsonObject &object)
             object.value(QStringLiteral("destination")).toString(), object.value(QStringLiteral("reason")).toString()};
 }
 
+ItemFailure failureFrom(const QJsonObject &object)
+{
+    return {object.value(QStringLiteral("path")).toString(), object.value(QStringLiteral("reason")).toString()};
+}
+
 template <typename T> QJsonValue arrayOrNull(const std::optional<QList<T>> &list, QJsonObject (*encode)(const T &))
 {
     if (!list)
@@ -192,7 +197,8 @@ QJsonObject ScanReport::toJson(bool includeItems) const
                        {QStringLiteral("generatedAt"), dateValue(generatedAt)},
                        {QStringLiteral("kind"), toString(kind)},
                        {QStringLiteral("groups"), arrayOrNull(groups, &groupJson)},
-                       {QStringLiteral("plannedMoves"), arrayOrNull(plannedMoves, &moveJson)}};
+                       {QStringLiteral("plannedMoves"), arrayOrNull(plannedMoves, &moveJson)},
+                       {QStringLiteral("failures"), ItemFailures::toJson(failures)}};
     if (includeItems) {
         QJsonArray itemArray;
         for (const ScanItem &item : items)
@@ -220,6 +226,7 @@ std::optional<ScanReport> ScanReport::fromJson(const QJsonObject &object)
     // null (or anything that isn't a list of objects) reads as absent.
     report.groups = listFrom(object.value(QStringLiteral("groups")), &groupFrom);
     report.plannedMoves = listFrom(object.value(QStringLiteral("plannedMoves")), &moveFrom);
+    report.failures = listFrom(object.value(QStringLiteral("failures")), &failureFrom).value_or(QList<ItemFailure>());
     return report;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ItemFailure.h"
 #include "scan/FileWalker.h"
 
 #include <QDateTime>
@@ -76,6 +77,9 @@ struct ScanReport {
     QList<ScanItem> items; // in display order
     std::optional<QList<ScanGroup>> groups;
     std::optional<QList<PlannedMove>> plannedMoves;
+    // The files the run behind the report couldn't change, each with the system's reason; a report with
+    // any is a run that failed.
+    QList<ItemFailure> failures = {};
     bool operator==(const ScanReport &) const = default;
 
     static QString toString(Kind kind);

@@ -7,6 +7,8 @@
 #include "scan/ScanState.h"
 
 #include <QFileInfo>
+#include <QHash>
+
 
 namespace {
 
@@ -17,22 +19,25 @@ QString plural(qsizetype count)
 
 constexpr int lastCounter = 999;
 
-// Moves one file into the first free name; false when it couldn't.
-bool moveIntoFreeName(const PlannedMove &move)
+// Moves one file into the first free name; the system's reason when it couldn't.
+std::optional<QString> moveIntoFreeName(const PlannedMove &move)
 {
-    if (!FileMoves::makeFolders(move.destination.left(move.destination.lastIndexOf(QLatin1Char('/')))))
-        return false;
+    if (auto error = FileMoves::makeFolders(move.destination.left(move.destination.lastIndexOf(QLatin1Char('/')))))
+        return error;
     for (int k = 0; k <= lastCounter; ++k) {
-        switch (FileMoves::moveNoReplace(move.source, TidyPlan::candidateName(move.destination, k)).outcome) {
+        const FileMoves::Result result =
+            FileMoves::moveNoReplace(move.source, TidyPlan::candidateName(move.destination, k));
+        switch (result.outcome) {
         case FileMoves::Outcome::moved:
-            return true;
+            return std::nullopt;
         case FileMoves::Outcome::destinationExists:
             continue;
         case FileMoves::Outcome::failed:
-            return false;
+            return result.error;
         }
     }
-    return false;
+    return QStringLiteral("Every name up to “%1” is taken.")
+        .arg(QFileInfo(TidyPlan::candidateName(move.destination, lastCounter)).fileName());
 }
 
 } // namespace
@@ -70,10 +75,10 @@ TidyPlan::Outcome TidyPlan::execute(const QList<PlannedMove> &moves, std::stop_t
     for (qsizetype i = 0; i < moves.size(); ++i) {
         if (stop.stop_requested())
             break;
-        if (moveIntoFreeName(moves[i]))
-            outcome.moved.insert(moves[i].id);
+        if (const auto reason = moveIntoFreeName(moves[i]))
+            outcome.failures.append({moves[i].source, *reason});
         else
-            ++outcome.failed;
+            outcome.moved.insert(moves[i].id);
         if (progress && throttle.shouldPublish(int(i)))
             progress(int(i) + 1, int(moves.size()));
     }
@@ -83,14 +88,15 @@ TidyPlan::Outcome TidyPlan::execute(const QList<PlannedMove> &moves, std::stop_t
 QString TidyPlan::resultText(const Outcome &outcome, const QString &root)
 {
     const qsizetype moved = outcome.moved.size();
-    const int failed = outcome.failed;
+    const qsizetype failed = outcome.failures.size();
     if (moved == 0 && failed == 0)
         return QStringLiteral("No moves to perform.");
     if (failed == 0)
         return QStringLiteral("Moved %1 file%2 into %3/.").arg(moved).arg(plural(moved), root);
-    if (moved == 0)
-        return QStringLiteral("All %1 moves failed.").arg(failed);
-    return QStringLiteral("Moved %1 file%2 · %3 failed.").arg(moved).arg(plural(moved)).arg(failed);
+    const QString counts =
+        moved == 0 ? QStringLiteral("All %1 moves failed.").arg(failed)
+                   : QStringLiteral("Moved %1 file%2 · %3 failed.").arg(moved).arg(plural(moved)).arg(failed);
+    return ItemFailures::withFirstReason(counts, outcome.failures);
 }
 
 ScanReport TidyPlan::withoutMoved(const ScanReport &report, const QSet<QUuid> &moved)
@@ -116,8 +122,22 @@ ScanReport TidyPlan::withoutMoved(const ScanReport &report, const QSet<QUuid> &m
     return result;
 }
 
+ScanReport TidyPlan::withFailures(const ScanReport &report, const QList<ItemFailure> &failures)
+{
+    QHash<QString, QString> reasons;
+    for (const ItemFailure &failure : failures)
+        reasons.insert(failure.path, failure.reason);
+    ScanReport result = report;
+    result.failures = failures;
+    for (ScanItem &item : result.items) {
+        if (const auto found = reasons.constFind(item.url); found != reasons.cend())
+            item.badge = QStringLiteral("failed: %1").arg(*found);
+    }
+    return result;
+}
+
 void TidyPlan::run(const ScanReport &report, ScanState &scans,
-                   std::function<void(const QString &text, bool failure)> announce)
+                   std::function<void(const QString &text, const QList<ItemFailure> &failures)> announce)
 {
     const QList<PlannedMove> moves = report.plannedMoves.value_or(QList<PlannedMove>());
     scans.runFollowUp([report, moves, announce = std::move(announce)](std::stop_token stop,
@@ -127,10 +147,9 @@ void TidyPlan::run(const ScanReport &report, ScanState &scans,
                 publish({QStringLiteral("Moving files"), done, total});
         });
         const QString text = resultText(outcome, Paths::displayPath(HygieneScans::tidyRoot()));
-        const bool failure = outcome.moved.isEmpty() && outcome.failed > 0;
         ScanState::Result result;
-        result.report = withoutMoved(report, outcome.moved);
-        result.then = [announce, text, failure] { announce(text, failure); };
+        result.report = withFailures(withoutMoved(report, outcome.moved), outcome.failures);
+        result.then = [announce, text, failures = outcome.failures] { announce(text, failures); };
         // Files that were moved before a cancel stay moved: the report and the banner say so.
         result.standsWhenCancelled = true;
         return std::optional<ScanState::Result>(std::move(result));

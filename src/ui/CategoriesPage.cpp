@@ -206,13 +206,13 @@ void CategoriesPage::addCategory()
 {
     if (!state)
         return;
-    const auto created = CategoryEditing::newCategory(newName->text(), state->categories().size());
-    if (!created)
+    const auto edit = CategoryEditing::newCategory(newName->text(), state->categories().size());
+    if (!accepted(edit))
         return;
     newName->clear();
     newForm->hide();
-    if (saved(state->categoryStore().add(*created)))
-        state->setCategoryEditorSelection(created->id);
+    if (saved(state->categoryStore().add(*edit.category)))
+        state->setCategoryEditorSelection(edit.category->id);
 }
 
 bool CategoriesPage::saved(const std::optional<QString> &error)
@@ -226,19 +226,27 @@ bool CategoriesPage::saved(const std::optional<QString> &error)
 void CategoriesPage::renameSelected()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
-        if (const auto changed = CategoryEditing::renamed(*category, nameEdit->text()))
-            saved(state->categoryStore().update(*changed));
+        if (const auto edit = CategoryEditing::renamed(*category, nameEdit->text()); accepted(edit))
+            saved(state->categoryStore().update(*edit.category));
     }
 }
 
 void CategoriesPage::addTag()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
-        if (const auto changed = CategoryEditing::withTag(*category, tagEdit->text())) {
+        if (const auto edit = CategoryEditing::withTag(*category, tagEdit->text()); accepted(edit)) {
             tagEdit->clear();
-            saved(state->categoryStore().update(*changed));
+            saved(state->categoryStore().update(*edit.category));
         }
     }
+}
+
+bool CategoriesPage::accepted(const CategoryEditing::Edit &edit)
+{
+    // A refused edit leaves the field as typed, so the user can shorten or correct it.
+    if (!edit.refusal.isEmpty() && state)
+        state->showFailure(edit.refusal);
+    return edit.category.has_value();
 }
 
 void CategoriesPage::removeTag(int index)
@@ -251,8 +259,10 @@ void CategoriesPage::removeTag(int index)
 
 void CategoriesPage::duplicateSelected()
 {
-    if (const auto category = state ? selectedIn(*state) : std::nullopt)
-        saved(state->categoryStore().add(CategoryEditing::duplicate(*category)));
+    if (const auto category = state ? selectedIn(*state) : std::nullopt) {
+        if (const auto edit = CategoryEditing::duplicate(*category); accepted(edit))
+            saved(state->categoryStore().add(*edit.category));
+    }
 }
 
 void CategoriesPage::deleteSelected()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "metadata/CategoryEditing.h"
+
 #include <QPointer>
 #include <QWidget>
 
@@ -35,6 +37,8 @@ private:
     bool saved(const std::optional<QString> &error);
     void renameSelected();
     void addTag();
+    // True when the edit changed the category; a refusal goes to the banner.
+    bool accepted(const CategoryEditing::Edit &edit);
     void removeTag(int index);
     void duplicateSelected();
     void deleteSelected();

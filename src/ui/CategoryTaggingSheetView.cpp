@@ -34,7 +34,8 @@ CategoryTaggingSheetView::CategoryTaggingSheetView(AppState &state, const Catego
       newCategory(
           new QPushButton(Symbols::icon(QStringLiteral("plus.app.fill")), QStringLiteral("New category"), this)),
       form(new QWidget(this)), draftName(new QLineEdit(form)), draftTags(new QLineEdit(form)),
-      listOrEmpty(new QStackedWidget(this)), list(new QListWidget(listOrEmpty)), summary(new QLabel(this))
+      draftRefusal(new QLabel(form)), listOrEmpty(new QStackedWidget(this)), list(new QListWidget(listOrEmpty)),
+      summary(new QLabel(this))
 {
     setMinimumHeight(460);
     newCategory->setObjectName(QStringLiteral("newCategoryButton"));
@@ -51,6 +52,11 @@ CategoryTaggingSheetView::CategoryTaggingSheetView(AppState &state, const Catego
     draftTags->setPlaceholderText(QStringLiteral("Tags, comma-separated"));
     formLayout->addWidget(draftName);
     formLayout->addWidget(draftTags);
+    // Why the draft can't be saved, beside the fields the user corrects.
+    draftRefusal->setObjectName(QStringLiteral("draftRefusal"));
+    draftRefusal->setWordWrap(true);
+    draftRefusal->setStyleSheet(QStringLiteral("color: #8A1C1F;"));
+    formLayout->addWidget(draftRefusal);
     auto *formButtons = new QHBoxLayout;
     auto *cancelDraft = new QPushButton(QStringLiteral("Cancel"), form);
     cancelDraft->setObjectName(QStringLiteral("cancelCategoryButton"));
@@ -110,6 +116,8 @@ void CategoryTaggingSheetView::refresh()
         draftName->setText(sheet.draftName());
     if (draftTags->text() != sheet.draftTags())
         draftTags->setText(sheet.draftTags());
+    draftRefusal->setText(sheet.draftRefusal());
+    draftRefusal->setVisible(!sheet.draftRefusal().isEmpty());
 
     const QSignalBlocker blocker(list);
     const QList<Category> &categories = sheet.categories();

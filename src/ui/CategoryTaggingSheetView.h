@@ -30,6 +30,7 @@ private:
     QWidget *form;
     QLineEdit *draftName;
     QLineEdit *draftTags;
+    QLabel *draftRefusal;
     QPushButton *saveButton = nullptr;
     QStackedWidget *listOrEmpty;
     QListWidget *list;

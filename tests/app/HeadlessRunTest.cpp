@@ -188,6 +188,12 @@ TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
         {{"tag-audit", "--set", "selected=Done"}, "--set fills a sheet, and this run opened none."},
         {{"text-comment-tools", a, "--set", "action=appendFilename"},
          "Add text after filename needs --set primary=TEXT."},
+        // A new category the library couldn't export and import again is refused before any write.
+        {{"tag-category-selector", a, "--set", QString("draftName=" + QString(81, QLatin1Char('n'))), "--set",
+          "draftTags=x"},
+         "a category name is too long (81 chars; max 80)"},
+        {{"tag-category-selector", a, "--set", "draftName=Trips", "--set", "draftTags=Rome,Os\u202Elo"},
+         "category \"Trips\" has a tag with unsupported characters"},
     };
     for (const auto &c : cases) {
         const ProcessRun run = vantrel(QStringList{"run"} + c.arguments);

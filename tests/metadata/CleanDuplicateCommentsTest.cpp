@@ -85,7 +85,9 @@ TEST(CleanDuplicateComments, AReadOnlyFilesFailureReachesItsBadge)
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
     ASSERT_TRUE(state->activeReport().has_value());
     const ScanReport &report = *state->activeReport();
-    EXPECT_EQ(report.summary, QStringLiteral("Cleaned 1 · 1 failed."));
+    const QString error = QStringLiteral("Finder rejected the change (exit 1): Operation not permitted");
+    EXPECT_EQ(report.summary, QStringLiteral("Cleaned 1 · 1 failed: ") + error + QLatin1Char('.'));
+    EXPECT_EQ(report.failures, (QList<ItemFailure>{{locked, error}}));
     const ScanItem *failed = itemFor(report, locked);
     ASSERT_NE(failed, nullptr);
     EXPECT_TRUE(failed->badge->startsWith(QStringLiteral("failed: Finder rejected the change (exit ")))
@@ -126,8 +128,8 @@ INSTANTIATE_TEST_SUITE_P(Texts, CleanSummary,
                                            SummaryCase{0, 0, 0, "Comments were already clean across 0 files."},
                                            SummaryCase{0, 1, 0, "Comments were already clean across 1 file."},
                                            SummaryCase{0, 4, 0, "Comments were already clean across 4 files."},
-                                           SummaryCase{0, 1, 2, "Cleaned 0 · 2 failed."},
-                                           SummaryCase{2, 0, 1, "Cleaned 2 · 1 failed."}));
+                                           SummaryCase{0, 1, 2, "Cleaned 0 · 2 failed: nope."},
+                                           SummaryCase{2, 0, 1, "Cleaned 2 · 1 failed: nope."}));
 
 TEST(CleanDuplicateComments, AnEmptySelectionStillReports)
 {

@@ -190,9 +190,11 @@ TEST(ApplyComment, FailuresCountInTheBanner)
     sheet.setCustomBody(QStringLiteral("Checked"));
     sheet.apply();
     EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("Applied to 1 · 1 failed.")}));
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure,
+                                    QStringLiteral("Applied to 1 · 1 failed: Operation not permitted."),
+                                    {{locked, QStringLiteral("Operation not permitted")}}}));
     EXPECT_EQ(rawComment(good), QByteArray("Checked"));
 
     state->applyComment(QStringLiteral("x"), FinderMetadata::ApplyMode::replace, {locked});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 writes failed."));
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 writes failed: Operation not permitted."));
 }

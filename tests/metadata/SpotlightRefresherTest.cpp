@@ -28,7 +28,8 @@ public:
         const QString script = folder + QStringLiteral("/balooctl");
         QFile file(script);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\necho \"$@\" >> \"${0%/*}/asked.log\"\ncase \"$2\" in *fail*) exit 1;; esac\n"
+        file.write("#!/bin/sh\necho \"$@\" >> \"${0%/*}/asked.log\"\ncase \"$2\" in *fail*) echo 'no such file in the "
+                   "index' >&2; echo more >&2; exit 1;; esac\n"
                    "exit 0\n");
         file.close();
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -63,9 +64,11 @@ TEST(SpotlightRefresher, WithoutAnIndexerEveryPathFails)
     const ScanReport report = refreshThroughTheRunner(env, {file});
     EXPECT_EQ(report.workflowID, QStringLiteral("spotlight-refresher"));
     EXPECT_EQ(report.title, QStringLiteral("Spotlight Refresher"));
-    EXPECT_EQ(report.summary, QStringLiteral("All 1 refreshes failed."));
+    const QString reason = QStringLiteral("No desktop indexer is installed (tracker3, balooctl6 or balooctl).");
+    EXPECT_EQ(report.summary, QStringLiteral("All 1 refreshes failed: ") + reason);
     ASSERT_EQ(report.items.size(), 1);
-    EXPECT_EQ(report.items[0].badge, QStringLiteral("failed"));
+    EXPECT_EQ(report.items[0].badge, QStringLiteral("failed: ") + reason);
+    EXPECT_EQ(report.failures, (QList<ItemFailure>{{file, reason}}));
     EXPECT_EQ(report.items[0].size, 3u);
 }
 
@@ -79,13 +82,17 @@ TEST(SpotlightRefresher, AsksTheIndexerForEachPathInOrderWithoutWalkingFolders)
     const QString failing = env.makeFile(QStringLiteral("will-fail.txt"));
     const ScanReport report = refreshThroughTheRunner(env, {folder, failing});
     EXPECT_EQ(path.asked(), QStringLiteral("index %1\nindex %2\n").arg(folder, failing));
-    EXPECT_EQ(report.summary, QStringLiteral("Refreshed 1 · 1 failed."));
+    EXPECT_EQ(report.summary, QStringLiteral("Refreshed 1 · 1 failed: balooctl exited with status 1: no such file "
+                                             "in the index."));
     ASSERT_EQ(report.items.size(), 2);
     EXPECT_EQ(report.items[0].url, folder);
     EXPECT_EQ(report.items[0].badge, QStringLiteral("refreshed"));
     // A folder's row takes the size of the first file a walk of it gives.
     EXPECT_EQ(report.items[0].size, 2u);
-    EXPECT_EQ(report.items[1].badge, QStringLiteral("failed"));
+    EXPECT_EQ(report.items[1].badge,
+              QStringLiteral("failed: balooctl exited with status 1: no such file in the index"));
+    EXPECT_EQ(report.failures, (QList<ItemFailure>{{failing, QStringLiteral("balooctl exited with status 1: no such "
+                                                                            "file in the index")}}));
 }
 
 struct RefreshSummaryCase {
@@ -105,15 +112,15 @@ TEST_P(RefreshSummary, SaysHowManyWereRefreshed)
 {
     QList<SpotlightRefresher::Result> results;
     for (int i = 0; i < GetParam().succeeded; ++i)
-        results.append({QStringLiteral("/ok"), true});
+        results.append({QStringLiteral("/ok"), true, QString()});
     for (int i = 0; i < GetParam().failed; ++i)
-        results.append({QStringLiteral("/no"), false});
+        results.append({QStringLiteral("/no"), false, QStringLiteral("Busy")});
     EXPECT_EQ(SpotlightRefresher::summary(results), QString::fromUtf8(GetParam().summary));
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, RefreshSummary,
                          ::testing::Values(RefreshSummaryCase{0, 0, "Nothing to refresh."},
-                                           RefreshSummaryCase{0, 1, "All 1 refreshes failed."},
-                                           RefreshSummaryCase{1, 1, "Refreshed 1 · 1 failed."},
+                                           RefreshSummaryCase{0, 1, "All 1 refreshes failed: Busy."},
+                                           RefreshSummaryCase{1, 1, "Refreshed 1 · 1 failed: Busy."},
                                            RefreshSummaryCase{1, 0, "Refreshed Spotlight metadata for 1 path."},
                                            RefreshSummaryCase{3, 0, "Refreshed Spotlight metadata for 3 paths."}));

@@ -65,9 +65,16 @@ TEST(ApplyTags, BannersCountTagsFilesAndFailures)
     ASSERT_TRUE(lock.isLocked());
     state->applyTags({QStringLiteral("Raw")}, {one, locked});
     EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("Applied to 1 · 1 failed.")}));
-    state->applyTags({QStringLiteral("Raw")}, {locked, env.path(QStringLiteral("missing.txt"))});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 2 writes failed."));
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure,
+                                    QStringLiteral("Applied to 1 · 1 failed: Operation not permitted."),
+                                    {{locked, QStringLiteral("Operation not permitted")}}}));
+    const QString missing = env.path(QStringLiteral("missing.txt"));
+    state->applyTags({QStringLiteral("Raw")}, {locked, missing});
+    // The first failure's reason is the one the message gives; each file keeps its own.
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 2 writes failed: Operation not permitted."));
+    EXPECT_EQ(state->packBanner()->failures,
+              (QList<ItemFailure>{{locked, QStringLiteral("Operation not permitted")},
+                                  {missing, QStringLiteral("No such file or directory")}}));
     EXPECT_EQ(rawComment(locked), QByteArray("(none)"));
 }
 
@@ -225,3 +232,84 @@ TEST(SingleTagSelectorSheet, AnEmptyLibraryAndAnEmptyPickWriteNothing)
     EXPECT_FALSE(state->packBanner().has_value());
     EXPECT_EQ(rawComment(file), QByteArray("(none)"));
 }
+
+namespace {
+
+struct DraftCase {
+    const char *label;
+    QString name;
+    QString tags;
+    const char *refusal; // empty: the draft is saved
+};
+
+void PrintTo(const DraftCase &c, std::ostream *os)
+{
+    *os << c.label;
+}
+
+class CategoryDraft : public testing::TestWithParam<DraftCase> {};
+
+QString manyTags(int count)
+{
+    QStringList tags;
+    for (int i = 0; i < count; ++i)
+        tags.append(QStringLiteral("t%1").arg(i));
+    return tags.join(QLatin1Char(','));
+}
+
+QString accentedLetters(int count)
+{
+    QString text;
+    for (int i = 0; i < count; ++i)
+        text += QStringLiteral("e\u0301");
+    return text;
+}
+
+} // namespace
+
+TEST_P(CategoryDraft, MeetsTheLibrarysRulesOrStaysADraft)
+{
+    const DraftCase &c = GetParam();
+    TestEnvironment env;
+    auto state = env.makeAppState();
+    const QString file = env.makeFile(QStringLiteral("a.txt"));
+    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
+    CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
+    const QList<Category> before = state->categories();
+
+    sheet.setAddingCategory(true);
+    sheet.setDraftName(c.name);
+    sheet.setDraftTags(c.tags);
+    const bool saved = sheet.saveDraft();
+
+    EXPECT_EQ(sheet.draftRefusal(), QString::fromUtf8(c.refusal));
+    if (QByteArray(c.refusal).isEmpty()) {
+        EXPECT_TRUE(saved);
+        ASSERT_EQ(state->categories().size(), before.size() + 1);
+        EXPECT_EQ(state->categories().last().name, c.name.trimmed());
+    } else {
+        // Refused: the library is as it was and the user's draft is still there to correct.
+        EXPECT_FALSE(saved);
+        EXPECT_EQ(state->categories(), before);
+        EXPECT_TRUE(sheet.addingCategory());
+        EXPECT_EQ(sheet.draftName(), c.name);
+        EXPECT_FALSE(sheet.selectedCategoryID().has_value());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Drafts, CategoryDraft,
+    testing::Values(DraftCase{"EightyAccentedLetters", accentedLetters(80), QStringLiteral("a, b"), ""},
+                    DraftCase{"EightyOneAccentedLetters", accentedLetters(81), QStringLiteral("a"),
+                              "a category name is too long (81 chars; max 80)"},
+                    DraftCase{"TwoHundredCharacterName", QString(200, QLatin1Char('n')), QStringLiteral("a"),
+                              "a category name is too long (200 chars; max 80)"},
+                    DraftCase{"BidiOverrideInName", QStringLiteral("Trips\u202E"), QStringLiteral("a"),
+                              "a category name contains unsupported characters"},
+                    DraftCase{"TwoHundredTags", QStringLiteral("Big"), manyTags(200), ""},
+                    DraftCase{"TwentyThousandTags", QStringLiteral("Big"), manyTags(20000),
+                              "category \"Big\" has too many tags (20000; max 200)"},
+                    DraftCase{"BidiOverrideInTag", QStringLiteral("Trips"), QStringLiteral("Rome, Os\u202Elo"),
+                              "category \"Trips\" has a tag with unsupported characters"},
+                    DraftCase{"TabInTag", QStringLiteral("Trips"), QStringLiteral("Rome\tOslo"), ""}),
+    [](const auto &info) { return std::string(info.param.label); });

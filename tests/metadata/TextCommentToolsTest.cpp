@@ -128,9 +128,12 @@ TEST(TextCommentTools, CommentActionsAndTheirBanners)
     state->applyTextCommentAction(AppState::clearComment{}, {tagged, missing});
     EXPECT_EQ(rawComment(tagged), QByteArray("(none)"));
     EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("Updated 1 · 1 failed.")}));
+              (AppState::PackBanner{AppState::PackBanner::Tone::failure,
+                                    QStringLiteral("Updated 1 · 1 failed: No such file or directory."),
+                                    {{missing, QStringLiteral("No such file or directory")}}}));
     state->applyTextCommentAction(AppState::prependFilename{QStringLiteral("x")}, {missing});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed."));
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed: No such file or directory."));
+    EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
     EXPECT_FALSE(state->textCommentToolsContext().has_value());
 }
 

@@ -316,16 +316,21 @@ TEST(TidyPlan, AFailedMoveLeavesItsFileAndIsCounted)
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
     EXPECT_TRUE(QFile::exists(pdf));
     EXPECT_FALSE(QFile::exists(zip));
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Moved 1 file · 1 failed."));
+    // One failed move is enough to make the run a failure, and the row says why its file stayed.
+    EXPECT_EQ(*state->packBanner(), (AppState::PackBanner{AppState::PackBanner::Tone::failure,
+                                                          QStringLiteral("Moved 1 file · 1 failed: Not a directory."),
+                                                          {{pdf, QStringLiteral("Not a directory")}}}));
     EXPECT_EQ(state->activeReport()->plannedMoves->size(), 1);
     EXPECT_EQ(state->activeReport()->items.size(), 1);
     EXPECT_EQ(state->activeReport()->items.first().url, pdf);
+    EXPECT_EQ(state->activeReport()->items.first().badge, QStringLiteral("failed: Not a directory"));
 }
 
 struct ResultCase {
     int moved;
     int failed;
     const char *text;
+    const char *firstReason = "Operation not permitted";
 };
 
 class TidyResults : public ::testing::TestWithParam<ResultCase> {};
@@ -335,7 +340,9 @@ TEST_P(TidyResults, SayWhatHappened)
     TidyPlan::Outcome outcome;
     for (int i = 0; i < GetParam().moved; ++i)
         outcome.moved.insert(QUuid::createUuid());
-    outcome.failed = GetParam().failed;
+    for (int i = 0; i < GetParam().failed; ++i)
+        outcome.failures.append({QStringLiteral("/in/%1.pdf").arg(i),
+                                 i == 0 ? QString::fromUtf8(GetParam().firstReason) : QStringLiteral("later reason")});
     EXPECT_EQ(TidyPlan::resultText(outcome, QStringLiteral("~/Documents/Vantrel Tidy")),
               QString::fromUtf8(GetParam().text));
 }
@@ -344,8 +351,11 @@ INSTANTIATE_TEST_SUITE_P(Counts, TidyResults,
                          ::testing::Values(ResultCase{0, 0, "No moves to perform."},
                                            ResultCase{1, 0, "Moved 1 file into ~/Documents/Vantrel Tidy/."},
                                            ResultCase{3, 0, "Moved 3 files into ~/Documents/Vantrel Tidy/."},
-                                           ResultCase{2, 1, "Moved 2 files · 1 failed."},
-                                           ResultCase{0, 4, "All 4 moves failed."}));
+                                           ResultCase{2, 1, "Moved 2 files · 1 failed: Operation not permitted."},
+                                           ResultCase{0, 4, "All 4 moves failed: Operation not permitted."},
+                                           ResultCase{1, 1, "Moved 1 file · 1 failed: Every name is taken.",
+                                                      "Every name is taken."},
+                                           ResultCase{1, 1, "Moved 1 file · 1 failed.", ""}));
 
 TEST(TidyPlan, CountersGoBeforeTheExtension)
 {

@@ -57,32 +57,36 @@ TEST_P(JsonRoundTrip, GivesBackAnEqualReport)
 
 INSTANTIATE_TEST_SUITE_P(
     Reports, JsonRoundTrip,
-    ::testing::Values(RoundTripCase{"Empty", [](ScanReport &) {}},
-                      RoundTripCase{"EveryOptionalSet",
-                                    [](ScanReport &r) {
-                                        const QUuid group = QUuid::createUuid();
-                                        r.items = {ScanItem{QUuid::createUuid(), QStringLiteral("/home/u/a b.pdf"),
-                                                            5'000'000'000ULL, generated.addMSecs(-86'400'001),
-                                                            QStringLiteral("original"), group},
-                                                   ScanItem{QUuid::createUuid(), QStringLiteral("/home/u/ü/ç.pdf"), 0,
-                                                            std::nullopt, std::nullopt, std::nullopt}};
-                                        r.groups = QList<ScanGroup>{{group, QStringLiteral("2 copies · a b.pdf")}};
-                                        r.plannedMoves = QList<PlannedMove>{
-                                            {QUuid::createUuid(), QStringLiteral("/home/u/a b.pdf"),
-                                             QStringLiteral("/home/u/Documents/Vantrel Tidy/PDFs/a b.pdf"),
-                                             QStringLiteral("Older than 30 days")}};
-                                    }},
-                      RoundTripCase{"EmptyListsStayLists",
-                                    [](ScanReport &r) {
-                                        r.groups = QList<ScanGroup>{};
-                                        r.plannedMoves = QList<PlannedMove>{};
-                                    }},
-                      RoundTripCase{"SizesBeyondWhatADoubleHoldsExactly",
-                                    [](ScanReport &r) {
-                                        r.items = {ScanItem{QUuid::createUuid(), QStringLiteral("/big"),
-                                                            9'007'199'254'740'993ULL, std::nullopt, std::nullopt,
-                                                            std::nullopt}};
-                                    }}),
+    ::testing::Values(
+        RoundTripCase{"Empty", [](ScanReport &) {}},
+        RoundTripCase{"EveryOptionalSet",
+                      [](ScanReport &r) {
+                          const QUuid group = QUuid::createUuid();
+                          r.items = {ScanItem{QUuid::createUuid(), QStringLiteral("/home/u/a b.pdf"), 5'000'000'000ULL,
+                                              generated.addMSecs(-86'400'001), QStringLiteral("original"), group},
+                                     ScanItem{QUuid::createUuid(), QStringLiteral("/home/u/ü/ç.pdf"), 0, std::nullopt,
+                                              std::nullopt, std::nullopt}};
+                          r.groups = QList<ScanGroup>{{group, QStringLiteral("2 copies · a b.pdf")}};
+                          r.plannedMoves =
+                              QList<PlannedMove>{{QUuid::createUuid(), QStringLiteral("/home/u/a b.pdf"),
+                                                  QStringLiteral("/home/u/Documents/Vantrel Tidy/PDFs/a b.pdf"),
+                                                  QStringLiteral("Older than 30 days")}};
+                      }},
+        RoundTripCase{"EmptyListsStayLists",
+                      [](ScanReport &r) {
+                          r.groups = QList<ScanGroup>{};
+                          r.plannedMoves = QList<PlannedMove>{};
+                      }},
+        RoundTripCase{"FailuresWithTheirReasons",
+                      [](ScanReport &r) {
+                          r.failures = {{QStringLiteral("/home/u/a.pdf"), QStringLiteral("Operation not permitted")},
+                                        {QStringLiteral("/home/u/ü.pdf"), QStringLiteral("Busy")}};
+                      }},
+        RoundTripCase{"SizesBeyondWhatADoubleHoldsExactly",
+                      [](ScanReport &r) {
+                          r.items = {ScanItem{QUuid::createUuid(), QStringLiteral("/big"), 9'007'199'254'740'993ULL,
+                                              std::nullopt, std::nullopt, std::nullopt}};
+                      }}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(ScanReport, JsonUsesTheMemberNamesAndNullForWhatIsAbsent)
@@ -91,13 +95,15 @@ TEST(ScanReport, JsonUsesTheMemberNamesAndNullForWhatIsAbsent)
     report.items = {ScanItem{QUuid::createUuid(), QStringLiteral("/x"), 12, std::nullopt, std::nullopt, std::nullopt}};
     const QJsonObject json = report.toJson();
 
-    EXPECT_EQ(QStringList(json.keys()), (QStringList{"generatedAt", "groups", "id", "items", "kind", "plannedMoves",
-                                                     "summary", "title", "workflowID"}));
+    EXPECT_EQ(QStringList(json.keys()), (QStringList{"failures", "generatedAt", "groups", "id", "items", "kind",
+                                                     "plannedMoves", "summary", "title", "workflowID"}));
     EXPECT_EQ(json.value(QStringLiteral("kind")).toString(), QStringLiteral("metadataRestore"));
     EXPECT_EQ(json.value(QStringLiteral("generatedAt")).toString(), QStringLiteral("2026-11-22T10:20:30.456Z"));
     EXPECT_EQ(json.value(QStringLiteral("id")).toString(), report.id.toString(QUuid::WithoutBraces).toUpper());
     EXPECT_TRUE(json.value(QStringLiteral("groups")).isNull());
     EXPECT_TRUE(json.value(QStringLiteral("plannedMoves")).isNull());
+    // No failures is an empty list, so a script reads the same key every time.
+    EXPECT_EQ(json.value(QStringLiteral("failures")).toArray(), QJsonArray());
 
     const QJsonObject item = json.value(QStringLiteral("items")).toArray().first().toObject();
     EXPECT_EQ(QStringList(item.keys()), (QStringList{"badge", "groupID", "id", "modificationDate", "size", "url"}));

@@ -72,6 +72,49 @@ private slots:
         QCOMPARE(taps.count(QStringLiteral("CategoryEditor.deleteButton")), 2);
     }
 
+    void refusalsGoToTheBannerAndKeepTheField_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("refusal");
+        QTest::newRow("new name of 200 characters")
+            << QStringLiteral("confirmNewCategory") << QString(200, QLatin1Char('n'))
+            << QStringLiteral("a category name is too long (200 chars; max 80)");
+        QTest::newRow("rename with a bidirectional override")
+            << QStringLiteral("CategoryEditor.renameButton") << QStringLiteral("Clients\u202E")
+            << QStringLiteral("a category name contains unsupported characters");
+        QTest::newRow("tag of 81 characters")
+            << QStringLiteral("CategoryEditor.addTagButton") << QString(81, QLatin1Char('t'))
+            << QStringLiteral("a tag is too long (81 chars; max 80)");
+    }
+
+    void refusalsGoToTheBannerAndKeepTheField()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, text);
+        QFETCH(QString, refusal);
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        CategoriesPage page(*state);
+        page.show();
+        state->setCategoryEditorSelection(state->categories().first().id);
+        const QList<Category> before = state->categories();
+
+        QLineEdit *field = button == QLatin1String("confirmNewCategory")            ? page.newNameField()
+                           : button == QLatin1String("CategoryEditor.renameButton") ? page.nameField()
+                                                                                    : page.tagField();
+        if (field == page.newNameField())
+            QTest::mouseClick(page.button(QStringLiteral("CategoriesView.addButton")), Qt::LeftButton);
+        field->setText(text);
+        QTest::mouseClick(page.button(button), Qt::LeftButton);
+
+        QCOMPARE(state->categories(), before);
+        QVERIFY(state->packBanner().has_value());
+        QCOMPARE(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
+        QCOMPARE(state->packBanner()->message, refusal);
+        QCOMPARE(field->text(), text);
+    }
+
     void resetAsksAndRestoresTheSeed()
     {
         TestEnvironment env;

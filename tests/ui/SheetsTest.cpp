@@ -109,6 +109,31 @@ private slots:
         QTRY_VERIFY(!window.categoryTaggingSheet());
     }
 
+    void categoryTaggingSaysWhyADraftIsRefused()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        state->setCategoryTaggingContext(CategoryTaggingContext{{env.makeFile(QStringLiteral("a.txt"))}});
+        CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
+        QVERIFY(sheet);
+        QVERIFY(!part<QLabel>(sheet, "draftRefusal")->isVisible());
+
+        click(part<QPushButton>(sheet, "newCategoryButton"));
+        QTest::keyClicks(part<QLineEdit>(sheet, "draftName"), QStringLiteral("Trips"));
+        QTest::keyClicks(part<QLineEdit>(sheet, "draftTags"), QStringLiteral("Rome, ") + QString(81, QLatin1Char('x')));
+        click(part<QPushButton>(sheet, "saveCategoryButton"));
+
+        QCOMPARE(state->categories().size(), 4);
+        QVERIFY(part<QLabel>(sheet, "draftRefusal")->isVisible());
+        QCOMPARE(text(sheet, "draftRefusal"), QStringLiteral("a tag is too long (81 chars; max 80)"));
+        // The draft stays for the user to shorten.
+        QCOMPARE(part<QLineEdit>(sheet, "draftName")->text(), QStringLiteral("Trips"));
+
+        click(part<QPushButton>(sheet, "cancelCategoryButton"));
+        QVERIFY(!part<QLabel>(sheet, "draftRefusal")->isVisible());
+    }
+
     void categoryTaggingShowsItsEmptyLibrary()
     {
         TestEnvironment env;
