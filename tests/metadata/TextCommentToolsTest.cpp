@@ -311,8 +311,10 @@ TEST(TextCommentTools, TheRenameRefusesAPathEvenWithoutTheSheet)
     const QString file = env.makeFile(QStringLiteral("Deep/Work/report.pdf"), "r");
     auto state = env.makeAppState();
     state->applyTextCommentAction(AppState::prependFilename{QStringLiteral("../../")}, {file});
-    EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure, QStringLiteral("All 1 updates failed.")}));
+    ASSERT_TRUE(state->packBanner().has_value());
+    EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
+    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed: “report.pdf” would be renamed to "
+                                                           "“../../report.pdf”. A file name can't contain “/”."));
     EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep/Work"))), QStringList{"report.pdf"});
     EXPECT_EQ(namesIn(env.home()), QStringList{});
 }
