@@ -19,19 +19,10 @@ CategoryStore::CategoryStore(QString where, QObject *parent)
           this))
 {
     connect(file, &StoreFile::changedElsewhere, this, &CategoryStore::categoriesChanged);
-    if (file->load() == StoreFile::Loaded::decoded)
-        return;
-    if (!migrateOlderList())
-        library = Category::seed();
-    const QList<Category> start = library;
-    // Saved at once, unless another Vantrel starting at the same moment saved its library first. Should
-    // the save fail, the library lives in memory, and the next change says why it can't be saved.
-    const auto error = file->update(
-        [&](StoreFile::Loaded current) {
-            if (current == StoreFile::Loaded::decoded)
-                return false;
-            library = start;
-            return true;
+    const auto error = file->loadOrStart(
+        [this] {
+            if (!migrateOlderList())
+                library = Category::seed();
         },
         [this] { return encode(); });
     if (error)

@@ -12,20 +12,8 @@ CommentTemplateStore::CommentTemplateStore(QString where, QObject *parent)
           this))
 {
     connect(file, &StoreFile::changedElsewhere, this, &CommentTemplateStore::templatesChanged);
-    if (file->load() == StoreFile::Loaded::decoded)
-        return;
-    library = CommentTemplate::defaults();
-    const QList<CommentTemplate> start = library;
-    // Unless another Vantrel starting at the same moment saved its list first.
-    const auto error = file->update(
-        [&](StoreFile::Loaded current) {
-            if (current == StoreFile::Loaded::decoded)
-                return false;
-            library = start;
-            return true;
-        },
-        [this] { return encode(); });
-    if (error)
+    if (const auto error =
+            file->loadOrStart([this] { library = CommentTemplate::defaults(); }, [this] { return encode(); }))
         qWarning().noquote() << "CommentTemplateStore: save failed:" << *error;
 }
 

@@ -107,6 +107,16 @@ StoreFile::Loaded StoreFile::load()
     return Loaded::movedAside;
 }
 
+std::optional<QString> StoreFile::loadOrStart(const std::function<void()> &start,
+                                              const std::function<QByteArray()> &encode)
+{
+    if (load() == Loaded::decoded)
+        return std::nullopt;
+    // Set before the save, so the store has it even when the file can't be written.
+    start();
+    return update([](Loaded current) { return current != Loaded::decoded; }, encode);
+}
+
 std::optional<QString> StoreFile::update(const std::function<bool(Loaded)> &edit,
                                          const std::function<QByteArray()> &encode)
 {

@@ -26,6 +26,13 @@ public:
     // fail, every later write is refused, so the file is never replaced by what a store starts afresh with.
     Loaded load();
 
+    // Loads the file; when there is none that decodes, `start` sets the store's first state, saved at
+    // once unless another Vantrel starting at the same moment saved its own first. Should that save
+    // fail, the state lives in memory and the next change says why it can't be saved; the reason is
+    // returned for the log.
+    [[nodiscard]] std::optional<QString> loadOrStart(const std::function<void()> &start,
+                                                     const std::function<QByteArray()> &encode);
+
     // Under the lock: reads the file again, so a change another process made is kept; lets `edit`
     // change the decoded state, told how the read went (false: nothing to write); and writes what
     // `encode` gives. The

@@ -9,7 +9,6 @@
 #include <QFileInfo>
 #include <QHash>
 
-
 namespace {
 
 QString plural(qsizetype count)

@@ -67,9 +67,11 @@ Immutable::~Immutable()
         QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-i"), target});
 }
 
-ProcessResult run(const QString &program, const QStringList &arguments, const QByteArray &stdinBytes, int timeoutMs)
+ProcessResult run(const QString &program, const QStringList &arguments, const QByteArray &stdinBytes, int timeoutMs,
+                  const QProcessEnvironment &environment)
 {
     QProcess process;
+    process.setProcessEnvironment(environment);
     process.start(program, arguments);
     ProcessResult result;
     if (!process.waitForStarted(timeoutMs))

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QMap>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
@@ -53,9 +54,11 @@ struct ProcessResult {
     QByteArray err;
 };
 
-// Runs a program to its end (at most `timeoutMs`) with `stdinBytes` on its standard input.
+// Runs a program to its end (at most `timeoutMs`) with `stdinBytes` on its standard input, in this
+// process's environment or the one given.
 ProcessResult run(const QString &program, const QStringList &arguments, const QByteArray &stdinBytes = {},
-                  int timeoutMs = 60000);
+                  int timeoutMs = 60000,
+                  const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
 
 // Every byte of every file under `folder`, hidden ones included, by relative path: what "nothing lost"
 // is compared on.

@@ -74,20 +74,8 @@ QByteArray stopAndRead(QProcess &listener)
 // `vantrel open URL` as the user runs it, with `environment` changed as given.
 Faults::ProcessResult vantrelOpen(const QString &url, const QProcessEnvironment &environment)
 {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(TestEnvironment::executable(QStringLiteral("vantrel")), {QStringLiteral("open"), url});
-    Faults::ProcessResult result;
-    if (!process.waitForFinished(20000)) {
-        process.kill();
-        process.waitForFinished();
-        result.err = "timed out";
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    return Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")), {QStringLiteral("open"), url}, {}, 20000,
+                       environment);
 }
 
 const QString secretURL = QStringLiteral("vantrel://run/tag-audit?files=%2Froot%2Fsecret%20plans.pdf");
