@@ -1,6 +1,7 @@
 #include "metadata/CategoryStore.h"
 
 #include "app/diagnostics/DiagnosticLog.h"
+#include "metadata/CategoryValidation.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 
@@ -76,8 +77,12 @@ bool CategoryStore::migrateOlderList()
                 return false;
             tagList.append(tag.toString());
         }
-        migrated.append(
-            {QUuid::createUuid(), names[i], Category::paletteColor(i), tagList, Category::paletteSymbol(i)});
+        const Category category{QUuid::createUuid(), names[i], Category::paletteColor(i), tagList,
+                                Category::paletteSymbol(i)};
+        // The older list had no rules; one the library wouldn't take stays behind in tags.plist, so
+        // that everything the library holds can be exported and imported again.
+        if (CategoryValidation::check(category).isEmpty())
+            migrated.append(category);
     }
     library = migrated;
     return true;

@@ -72,6 +72,28 @@ TEST(CategoryStore, MigratesTheOlderPropertyListInNameOrderWithThePaletteInTurn)
     EXPECT_EQ(onDisk(store.filePath()).size(), 9);
 }
 
+TEST(CategoryStore, MigratesOnlyWhatTheLibraryWouldTake)
+{
+    TestEnvironment env;
+    const QVariantMap older{
+        {QStringLiteral("Fine"), QVariantList{QStringLiteral("ok")}},
+        {QString(81, QLatin1Char('x')), QVariantList{QStringLiteral("ok")}},
+        {QStringLiteral("Mirrored"), QVariantList{QStringLiteral("evil\u202Etxt.exe")}},
+        {QStringLiteral("Zed"), QVariantList{}},
+    };
+    const QString folder = Paths::applicationSupport();
+    QDir().mkpath(folder);
+    QFile plist(folder + QStringLiteral("/tags.plist"));
+    ASSERT_TRUE(plist.open(QIODevice::WriteOnly));
+    plist.write(PropertyList::toXml(older));
+    plist.close();
+
+    const CategoryStore store;
+    EXPECT_EQ(names(store.categories()), (QStringList{"Fine", "Zed"}));
+    // Each keeps the palette entry of its place among all the older names.
+    EXPECT_EQ(store.categories()[1].colorHex, Category::paletteColor(2));
+}
+
 TEST(CategoryStore, AnUnreadableLibraryIsMovedAsideNotLost)
 {
     TestEnvironment env;
