@@ -209,10 +209,12 @@ void CategoriesPage::addCategory()
     const auto edit = CategoryEditing::newCategory(newName->text(), state->categories().size());
     if (!accepted(edit))
         return;
+    // A name the disk wouldn't take stays in the form, to try again once there is room.
+    if (!saved(state->categoryStore().add(*edit.category)))
+        return;
     newName->clear();
     newForm->hide();
-    if (saved(state->categoryStore().add(*edit.category)))
-        state->setCategoryEditorSelection(edit.category->id);
+    state->setCategoryEditorSelection(edit.category->id);
 }
 
 bool CategoriesPage::saved(const std::optional<QString> &error)
@@ -234,10 +236,10 @@ void CategoriesPage::renameSelected()
 void CategoriesPage::addTag()
 {
     if (const auto category = state ? selectedIn(*state) : std::nullopt) {
-        if (const auto edit = CategoryEditing::withTag(*category, tagEdit->text()); accepted(edit)) {
+        // The tag stays in its field when the disk refused it.
+        if (const auto edit = CategoryEditing::withTag(*category, tagEdit->text());
+            accepted(edit) && saved(state->categoryStore().update(*edit.category)))
             tagEdit->clear();
-            saved(state->categoryStore().update(*edit.category));
-        }
     }
 }
 

@@ -1,14 +1,19 @@
 #include "ui/MainWindow.h"
 #include "TestEnvironment.h"
 #include "app/WorkflowCatalog.h"
+#include "platform/Paths.h"
 #include "ui/BannerView.h"
+#include "ui/CategoriesPage.h"
 #include "ui/QuickActionsPage.h"
 #include "ui/TrayController.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QProcess>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTableWidget>
 #include <QTest>
 #include <QToolButton>
@@ -106,6 +111,37 @@ private slots:
                 items.append(action->text());
         }
         QCOMPARE(items, (QStringList{"Open Vantrel", "Quit Vantrel"}));
+    }
+
+    // A library the disk won't take a change to: the window says why, and shows the library as it is.
+    void aCategoryTheDiskRefusesIsNotShownAsAdded()
+    {
+        TestEnvironment env;
+        auto state = env.makeAppState();
+        const QString folder = Paths::applicationSupport();
+        if (QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("+i"), folder}) != 0)
+            QSKIP("chattr +i isn't available here");
+        const auto unlock = qScopeGuard([&] {
+            QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-i"), folder});
+        });
+        MainWindow window(*state);
+        window.show();
+        state->setSelection(AppState::Destination::categories);
+        auto *page = qobject_cast<CategoriesPage *>(window.currentScreen());
+        QVERIFY(page);
+
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^CategoryStore: save failed: ")));
+        QTest::mouseClick(page->button(QStringLiteral("CategoriesView.addButton")), Qt::LeftButton);
+        page->newNameField()->setText(QStringLiteral("Taxes"));
+        QTest::mouseClick(page->button(QStringLiteral("confirmNewCategory")), Qt::LeftButton);
+        QVERIFY(window.banner()->isVisible());
+        QCOMPARE(window.banner()->property("tone").toString(), QStringLiteral("failure"));
+        QCOMPARE(window.banner()->message(), QStringLiteral("Couldn't save categories: Operation not permitted"));
+        QCOMPARE(page->categoryList()->count(), 4);
+        QCOMPARE(state->categories().size(), 4);
+        // What was typed is still there to try again.
+        QVERIFY(page->newNameField()->isVisible());
+        QCOMPARE(page->newNameField()->text(), QStringLiteral("Taxes"));
     }
 };
 
