@@ -1,11 +1,11 @@
 #include "app/AppState.h"
 
-#include "app/Defaults.h"
-#include "app/EnumNames.h"
-#include "app/RunURL.h"
 #include "app/StitchSession.h"
-#include "app/WorkflowCatalog.h"
 #include "app/WorkflowRunner.h"
+#include "foundation/Defaults.h"
+#include "foundation/EnumNames.h"
+#include "foundation/RunURL.h"
+#include "foundation/WorkflowCatalog.h"
 #include "quickactions/InstalledBundles.h"
 #include "scan/TidyPlan.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "app/ItemFailure.h"
 #include "app/SheetContexts.h"
-#include "app/Workflow.h"
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/ItemFailure.h"
+#include "foundation/Workflow.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 #include "metadata/CategoryStore.h"
 #include "metadata/CommentTemplateStore.h"
 #include "metadata/FinderMetadata.h"

@@ -1,7 +1,7 @@
 // The category library's export, import and reset, as the user runs them.
 #include "app/AppState.h"
 
-#include "app/Interaction.h"
+#include "foundation/Interaction.h"
 #include "metadata/CategoryExportEnvelope.h"
 #include "metadata/CategoryImport.h"
 #include "platform/AtomicFile.h"

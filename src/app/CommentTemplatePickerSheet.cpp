@@ -1,7 +1,7 @@
 #include "app/CommentTemplatePickerSheet.h"
 
 #include "app/AppState.h"
-#include "app/Plural.h"
+#include "foundation/Plural.h"
 
 CommentTemplatePickerSheet::CommentTemplatePickerSheet(AppState &appState, CommentTemplateContext context,
                                                        QObject *parent)

@@ -2,10 +2,10 @@
 
 #include "app/AppState.h"
 #include "app/CommentTemplatePickerSheet.h"
-#include "app/Interaction.h"
 #include "app/StitchSession.h"
 #include "app/TaggingSheets.h"
 #include "app/TextCommentToolsSheet.h"
+#include "foundation/Interaction.h"
 
 #include <QFileInfo>
 

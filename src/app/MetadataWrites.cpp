@@ -1,5 +1,5 @@
 #include "app/AppState.h"
-#include "app/Plural.h"
+#include "foundation/Plural.h"
 
 #include "metadata/CommentTokenEditor.h"
 #include "metadata/FinderMetadata.h"

@@ -1,6 +1,6 @@
 #include "app/OpenCommand.h"
 
-#include "app/RunURL.h"
+#include "foundation/RunURL.h"
 #include "platform/NativeNames.h"
 
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/Interaction.h"
-#include "app/Workflow.h"
+#include "foundation/Interaction.h"
+#include "foundation/Workflow.h"
 
 #include <QStringList>
 

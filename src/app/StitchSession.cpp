@@ -1,7 +1,7 @@
 #include "app/StitchSession.h"
 
 #include "app/AppState.h"
-#include "app/Interaction.h"
+#include "foundation/Interaction.h"
 #include "transfer/ImageSource.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "app/TaggingSheets.h"
 
 #include "app/AppState.h"
-#include "app/Plural.h"
+#include "foundation/Plural.h"
 #include "metadata/CategoryValidation.h"
 
 #include <QRegularExpression>

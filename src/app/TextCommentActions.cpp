@@ -1,7 +1,7 @@
 #include "app/TextCommentActions.h"
 
 #include "app/AppState.h"
-#include "app/Plural.h"
+#include "foundation/Plural.h"
 #include "metadata/FinderMetadata.h"
 #include "platform/FileMoves.h"
 #include "platform/FileNames.h"

@@ -1,7 +1,7 @@
 #include "app/TextCommentToolsSheet.h"
 
-#include "app/Plural.h"
 #include "app/TextCommentActions.h"
+#include "foundation/Plural.h"
 #include "metadata/FinderMetadata.h"
 #include <array>
 

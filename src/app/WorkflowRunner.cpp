@@ -1,9 +1,9 @@
 #include "app/WorkflowRunner.h"
 
 #include "app/AppState.h"
-#include "app/RunURL.h"
 #include "app/StitchSession.h"
-#include "app/WorkflowCatalog.h"
+#include "foundation/RunURL.h"
+#include "foundation/WorkflowCatalog.h"
 #include "metadata/CleanDuplicateCommentsHandler.h"
 #include "metadata/SpotlightRefresher.h"
 #include "platform/NativeNames.h"

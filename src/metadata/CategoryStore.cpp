@@ -1,6 +1,6 @@
 #include "metadata/CategoryStore.h"
 
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 #include "metadata/CategoryValidation.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 #include "metadata/CommentTemplate.h"
 #include "metadata/StoreFile.h"
 

@@ -1,6 +1,6 @@
 #include "scan/DuplicateScan.h"
 
-#include "app/ByteCountFormatter.h"
+#include "foundation/ByteCountFormatter.h"
 #include "platform/NativeNames.h"
 #include "scan/ContentDigests.h"
 

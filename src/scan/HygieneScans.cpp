@@ -1,6 +1,6 @@
 #include "scan/HygieneScans.h"
 
-#include "app/ByteCountFormatter.h"
+#include "foundation/ByteCountFormatter.h"
 #include "platform/MetadataBackend.h"
 #include "platform/Paths.h"
 #include "scan/ScanState.h"

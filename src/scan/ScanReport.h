@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/ItemFailure.h"
+#include "foundation/ItemFailure.h"
 #include "scan/FileWalker.h"
 
 #include <QDateTime>

@@ -1,6 +1,6 @@
 #include "scan/ScanState.h"
 
-#include "app/Defaults.h"
+#include "foundation/Defaults.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Concurrency.h"
+#include "foundation/Concurrency.h"
 #include "scan/FileWalker.h"
 #include "scan/ScanReport.h"
 

@@ -1,6 +1,6 @@
 #include "scan/TidyPlan.h"
 
-#include "app/ByteCountFormatter.h"
+#include "foundation/ByteCountFormatter.h"
 #include "platform/FileMoves.h"
 #include "platform/Paths.h"
 #include "scan/HygieneScans.h"

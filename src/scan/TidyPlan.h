@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/Interaction.h"
-#include "app/ItemFailure.h"
+#include "foundation/Interaction.h"
+#include "foundation/ItemFailure.h"
 #include "scan/ScanReport.h"
 
 #include <QSet>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/AppState.h"
-#include "app/Defaults.h"
+#include "foundation/Defaults.h"
 #include "ui/WidgetInteraction.h"
 
 #include <QObject>

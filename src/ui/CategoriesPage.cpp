@@ -1,7 +1,7 @@
 #include "ui/CategoriesPage.h"
 
 #include "app/AppState.h"
-#include "app/Interaction.h"
+#include "foundation/Interaction.h"
 #include "metadata/CategoryEditing.h"
 #include "ui/DiagTracked.h"
 #include "ui/Symbols.h"

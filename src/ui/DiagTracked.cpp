@@ -1,6 +1,6 @@
 #include "ui/DiagTracked.h"
 
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 
 #include <QAbstractButton>
 #include <QPointer>

@@ -1,9 +1,9 @@
 #include "ui/StitchSheetView.h"
 
 #include "app/AppState.h"
-#include "app/ByteCountFormatter.h"
-#include "app/Interaction.h"
 #include "app/StitchSession.h"
+#include "foundation/ByteCountFormatter.h"
+#include "foundation/Interaction.h"
 #include "platform/Paths.h"
 #include "ui/Typography.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Interaction.h"
+#include "foundation/Interaction.h"
 
 #include <QPointer>
 #include <QWidget>

@@ -1,8 +1,8 @@
 #include "ui/WorkflowResultsView.h"
 #include "ui/Typography.h"
 
-#include "app/ByteCountFormatter.h"
-#include "app/Interaction.h"
+#include "foundation/ByteCountFormatter.h"
+#include "foundation/Interaction.h"
 #include "platform/Paths.h"
 #include "scan/ScanState.h"
 #include "scan/TidyPlan.h"

@@ -1,7 +1,7 @@
 #include "app/AppState.h"
 
 #include "TestEnvironment.h"
-#include "app/WorkflowCatalog.h"
+#include "foundation/WorkflowCatalog.h"
 #include "platform/Paths.h"
 
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "app/ByteCountFormatter.h"
+#include "foundation/ByteCountFormatter.h"
 
 #include <gtest/gtest.h>
 

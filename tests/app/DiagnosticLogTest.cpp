@@ -1,7 +1,7 @@
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 
 #include "TestEnvironment.h"
-#include "app/diagnostics/Redaction.h"
+#include "foundation/diagnostics/Redaction.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
 #include "TestEnvironment.h"
-#include "app/Concurrency.h"
-#include "app/Defaults.h"
-#include "app/ScriptedInteraction.h"
+#include "foundation/Concurrency.h"
+#include "foundation/Defaults.h"
+#include "foundation/ScriptedInteraction.h"
 #include "platform/Paths.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "app/HeadlessRun.h"
 
 #include "TestEnvironment.h"
-#include "app/Defaults.h"
+#include "foundation/Defaults.h"
 #include "metadata/FinderMetadata.h"
 
 #include <QBuffer>

@@ -1,6 +1,6 @@
-#include "app/QuickActionBundle.h"
-#include "app/Workflow.h"
-#include "app/WorkflowCatalog.h"
+#include "foundation/QuickActionBundle.h"
+#include "foundation/Workflow.h"
+#include "foundation/WorkflowCatalog.h"
 #include "platform/PropertyList.h"
 
 #include <QDir>

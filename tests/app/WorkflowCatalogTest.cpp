@@ -1,4 +1,4 @@
-#include "app/WorkflowCatalog.h"
+#include "foundation/WorkflowCatalog.h"
 
 #include <gtest/gtest.h>
 

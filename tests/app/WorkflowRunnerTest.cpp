@@ -1,7 +1,7 @@
 #include "app/WorkflowRunner.h"
 
 #include "TestEnvironment.h"
-#include "app/WorkflowCatalog.h"
+#include "foundation/WorkflowCatalog.h"
 
 #include <QSignalSpy>
 #include <QUrl>

@@ -1,7 +1,7 @@
 #include "metadata/CategoryStore.h"
 
 #include "TestEnvironment.h"
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 

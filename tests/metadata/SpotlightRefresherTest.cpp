@@ -1,8 +1,8 @@
 #include "metadata/SpotlightRefresher.h"
 
 #include "TestEnvironment.h"
-#include "app/RunURL.h"
 #include "app/WorkflowRunner.h"
+#include "foundation/RunURL.h"
 #include "platform/Indexer.h"
 
 #include <QFile>

@@ -1,8 +1,8 @@
 #include "scan/HygieneScans.h"
 
 #include "TestEnvironment.h"
-#include "app/Defaults.h"
 #include "app/WorkflowRunner.h"
+#include "foundation/Defaults.h"
 #include "metadata/FinderMetadata.h"
 #include "platform/Paths.h"
 #include "scan/TidyPlan.h"

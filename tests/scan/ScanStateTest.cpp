@@ -1,7 +1,7 @@
 #include "scan/ScanState.h"
 
 #include "TestEnvironment.h"
-#include "app/Defaults.h"
+#include "foundation/Defaults.h"
 
 #include <QSignalSpy>
 #include <QTest>

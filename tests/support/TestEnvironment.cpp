@@ -1,6 +1,6 @@
 #include "TestEnvironment.h"
 
-#include "app/Concurrency.h"
+#include "foundation/Concurrency.h"
 #include "platform/Paths.h"
 
 #include <QDir>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/AppState.h"
-#include "app/Defaults.h"
-#include "app/ScriptedInteraction.h"
+#include "foundation/Defaults.h"
+#include "foundation/ScriptedInteraction.h"
 
 #include <QByteArray>
 #include <QHash>

@@ -1,6 +1,6 @@
 #include "ui/DiagTracked.h"
 #include "TestEnvironment.h"
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 
 #include <QPushButton>
 #include <QTest>

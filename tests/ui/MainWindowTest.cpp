@@ -1,6 +1,6 @@
 #include "ui/MainWindow.h"
 #include "TestEnvironment.h"
-#include "app/WorkflowCatalog.h"
+#include "foundation/WorkflowCatalog.h"
 #include "platform/Paths.h"
 #include "ui/BannerView.h"
 #include "ui/CategoriesPage.h"

@@ -1,9 +1,9 @@
 // vantrel-bundlegen: writes the application's Quick Action bundles into a folder.
 // Run at build time, so it always replaces bundles left by an earlier run.
 
-#include "app/QuickActionBundle.h"
-#include "app/Workflow.h"
-#include "app/WorkflowCatalog.h"
+#include "foundation/QuickActionBundle.h"
+#include "foundation/Workflow.h"
+#include "foundation/WorkflowCatalog.h"
 
 #include <QCoreApplication>
 #include <QList>

@@ -1,7 +1,7 @@
-#include "app/diagnostics/DiagnosticLog.h"
+#include "foundation/diagnostics/DiagnosticLog.h"
 
-#include "app/Defaults.h"
-#include "app/diagnostics/Redaction.h"
+#include "foundation/Defaults.h"
+#include "foundation/diagnostics/Redaction.h"
 #include "platform/Paths.h"
 
 #include <QDir>

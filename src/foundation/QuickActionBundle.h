@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Workflow.h"
+#include "foundation/Workflow.h"
 
 #include <QList>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "app/ItemFailure.h"
+#include "foundation/ItemFailure.h"
 
 #include <QJsonObject>
 

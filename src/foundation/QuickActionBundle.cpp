@@ -1,4 +1,4 @@
-#include "app/QuickActionBundle.h"
+#include "foundation/QuickActionBundle.h"
 
 #include "platform/AtomicFile.h"
 #include "platform/PropertyList.h"

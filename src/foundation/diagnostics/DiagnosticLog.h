@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/diagnostics/ActionReceipt.h"
-#include "app/diagnostics/JSONLWriter.h"
+#include "foundation/diagnostics/ActionReceipt.h"
+#include "foundation/diagnostics/JSONLWriter.h"
 
 #include <QDateTime>
 #include <QList>

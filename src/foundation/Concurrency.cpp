@@ -1,4 +1,4 @@
-#include "app/Concurrency.h"
+#include "foundation/Concurrency.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,4 +1,4 @@
-#include "app/diagnostics/Redaction.h"
+#include "foundation/diagnostics/Redaction.h"
 
 #include "platform/Paths.h"
 

@@ -1,4 +1,4 @@
-#include "app/Defaults.h"
+#include "foundation/Defaults.h"
 
 #include <QMetaType>
 

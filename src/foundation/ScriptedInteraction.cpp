@@ -1,4 +1,4 @@
-#include "app/ScriptedInteraction.h"
+#include "foundation/ScriptedInteraction.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

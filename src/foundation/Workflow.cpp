@@ -1,6 +1,6 @@
-#include "app/Workflow.h"
+#include "foundation/Workflow.h"
 
-#include "app/EnumNames.h"
+#include "foundation/EnumNames.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/diagnostics/ActionReceipt.h"
+#include "foundation/diagnostics/ActionReceipt.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "app/diagnostics/JSONLWriter.h"
+#include "foundation/diagnostics/JSONLWriter.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "app/diagnostics/ActionReceipt.h"
+#include "foundation/diagnostics/ActionReceipt.h"
 
-#include "app/EnumNames.h"
+#include "foundation/EnumNames.h"
 
 #include <array>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "app/RunURL.h"
+#include "foundation/RunURL.h"
 
 #include "platform/NativeNames.h"
 
