@@ -3,7 +3,7 @@
 //
 //   bench_stitch [COUNT]      (default 100)
 #include "Peers.h"
-#include "transfer/StitchRunner.h"
+#include "transfer/stitch/StitchRunner.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,12 +1,14 @@
-#include "app/HeadlessRun.h"
-#include "app/OpenCommand.h"
+#include "cli/HeadlessRun.h"
+#include "cli/OpenCommand.h"
 #include "platform/DesktopRegistration.h"
 #include "platform/InstanceChannel.h"
 #include "platform/NativeNames.h"
 #include "platform/Paths.h"
-#include "ui/AppController.h"
+#if VANTREL_HAS_UI
+#include "ui/shell/AppController.h"
 
 #include <QApplication>
+#endif
 #include <QCoreApplication>
 #include <QTextStream>
 
@@ -35,6 +37,7 @@ bool refused(const InstanceClient::Result &result)
     return true;
 }
 
+#if VANTREL_HAS_UI
 int runWindow(int argc, char **argv, const QStringList &pendingURLs)
 {
     QApplication app(argc, argv);
@@ -55,6 +58,14 @@ int runWindow(int argc, char **argv, const QStringList &pendingURLs)
     }
     return QApplication::exec();
 }
+#else
+// Built without the face: only the headless commands and a running instance can take work.
+int runWindow(int, char **, const QStringList &)
+{
+    std::fputs("This build of Vantrel has no window; use vantrel run.\n", stderr);
+    return 2;
+}
+#endif
 
 } // namespace
 

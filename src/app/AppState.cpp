@@ -1,6 +1,5 @@
 #include "app/AppState.h"
 
-#include "app/StitchSession.h"
 #include "app/WorkflowRunner.h"
 #include "foundation/Defaults.h"
 #include "foundation/EnumNames.h"
@@ -8,6 +7,7 @@
 #include "foundation/WorkflowCatalog.h"
 #include "quickactions/InstalledBundles.h"
 #include "scan/TidyPlan.h"
+#include "transfer/stitch/StitchSession.h"
 
 #include <algorithm>
 #include <array>

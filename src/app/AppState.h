@@ -1,12 +1,12 @@
 #pragma once
 
-#include "app/SheetContexts.h"
 #include "foundation/ItemFailure.h"
 #include "foundation/Workflow.h"
 #include "foundation/diagnostics/DiagnosticLog.h"
 #include "metadata/CategoryStore.h"
 #include "metadata/CommentTemplateStore.h"
 #include "metadata/FinderMetadata.h"
+#include "metadata/sheets/SheetContexts.h"
 #include "quickactions/IntegrityReport.h"
 #include "scan/ScanState.h"
 

@@ -1,7 +1,6 @@
 #include "app/WorkflowRunner.h"
 
 #include "app/AppState.h"
-#include "app/StitchSession.h"
 #include "foundation/RunURL.h"
 #include "foundation/WorkflowCatalog.h"
 #include "metadata/CleanDuplicateCommentsHandler.h"
@@ -9,6 +8,7 @@
 #include "platform/NativeNames.h"
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
+#include "transfer/stitch/StitchSession.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "foundation/StoreFile.h"
 #include "foundation/diagnostics/DiagnosticLog.h"
 #include "metadata/Category.h"
-#include "metadata/StoreFile.h"
 
 #include <QObject>
 #include <QPointer>

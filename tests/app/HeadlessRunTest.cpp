@@ -1,4 +1,4 @@
-#include "app/HeadlessRun.h"
+#include "cli/HeadlessRun.h"
 
 #include "TestEnvironment.h"
 #include "foundation/Defaults.h"

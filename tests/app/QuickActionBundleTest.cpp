@@ -1,4 +1,4 @@
-#include "foundation/QuickActionBundle.h"
+#include "quickactions/QuickActionBundle.h"
 #include "foundation/Workflow.h"
 #include "foundation/WorkflowCatalog.h"
 #include "platform/PropertyList.h"

@@ -4,7 +4,7 @@
 #include "TestEnvironment.h"
 #include "metadata/CategoryStore.h"
 #include "platform/RegularFile.h"
-#include "transfer/StitchRunner.h"
+#include "transfer/stitch/StitchRunner.h"
 
 #include <QFile>
 #include <QProcess>

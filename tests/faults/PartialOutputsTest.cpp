@@ -4,7 +4,7 @@
 #include "FaultSupport.h"
 #include "TestEnvironment.h"
 #include "platform/AtomicFile.h"
-#include "transfer/StitchRunner.h"
+#include "transfer/stitch/StitchRunner.h"
 
 #include <QDir>
 #include <QFile>

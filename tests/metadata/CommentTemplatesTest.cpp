@@ -1,5 +1,5 @@
-#include "app/CommentTemplatePickerSheet.h"
 #include "metadata/CommentTemplateStore.h"
+#include "metadata/sheets/CommentTemplatePickerSheet.h"
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"

@@ -1,4 +1,4 @@
-#include "app/TaggingSheets.h"
+#include "metadata/sheets/TaggingSheets.h"
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"

@@ -1,5 +1,5 @@
-#include "app/TextCommentActions.h"
-#include "app/TextCommentToolsSheet.h"
+#include "metadata/sheets/TextCommentActions.h"
+#include "metadata/sheets/TextCommentToolsSheet.h"
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"

@@ -1,5 +1,5 @@
-#include "app/StitchSession.h"
-#include "transfer/StitchRunner.h"
+#include "transfer/stitch/StitchRunner.h"
+#include "transfer/stitch/StitchSession.h"
 
 #include "TestEnvironment.h"
 

@@ -1,4 +1,4 @@
-#include "ui/CategoriesPage.h"
+#include "ui/pages/CategoriesPage.h"
 #include "TestEnvironment.h"
 
 #include <QLabel>

@@ -1,10 +1,10 @@
 #include "TestEnvironment.h"
 #include "platform/DesktopRegistration.h"
-#include "ui/AppController.h"
-#include "ui/BannerView.h"
-#include "ui/MainWindow.h"
+#include "ui/shell/AppController.h"
+#include "ui/shell/MainWindow.h"
+#include "ui/widgets/BannerView.h"
 
-#include "ui/WorkflowResultsView.h"
+#include "ui/pages/WorkflowResultsView.h"
 
 #include <QFile>
 #include <QLabel>

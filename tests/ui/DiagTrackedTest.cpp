@@ -1,4 +1,4 @@
-#include "ui/DiagTracked.h"
+#include "ui/widgets/DiagTracked.h"
 #include "TestEnvironment.h"
 #include "foundation/diagnostics/DiagnosticLog.h"
 

@@ -1,11 +1,11 @@
-#include "ui/MainWindow.h"
+#include "ui/shell/MainWindow.h"
 #include "TestEnvironment.h"
 #include "foundation/WorkflowCatalog.h"
 #include "platform/Paths.h"
-#include "ui/BannerView.h"
-#include "ui/CategoriesPage.h"
-#include "ui/QuickActionsPage.h"
-#include "ui/TrayController.h"
+#include "ui/pages/CategoriesPage.h"
+#include "ui/pages/QuickActionsPage.h"
+#include "ui/shell/TrayController.h"
+#include "ui/widgets/BannerView.h"
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,7 +1,7 @@
 #include "TestEnvironment.h"
-#include "ui/MainWindow.h"
-#include "ui/ScanProgressCard.h"
-#include "ui/WorkflowResultsView.h"
+#include "ui/pages/WorkflowResultsView.h"
+#include "ui/shell/MainWindow.h"
+#include "ui/widgets/ScanProgressCard.h"
 
 #include "app/WorkflowRunner.h"
 

@@ -1,11 +1,11 @@
 #include "TestEnvironment.h"
 #include "metadata/FinderMetadata.h"
-#include "ui/CategoryTaggingSheetView.h"
-#include "ui/CommentTemplateSheetView.h"
-#include "ui/MainWindow.h"
-#include "ui/SingleTagSheetView.h"
-#include "ui/StitchSheetView.h"
-#include "ui/TextCommentToolsSheetView.h"
+#include "ui/sheets/CategoryTaggingSheetView.h"
+#include "ui/sheets/CommentTemplateSheetView.h"
+#include "ui/sheets/SingleTagSheetView.h"
+#include "ui/sheets/StitchSheetView.h"
+#include "ui/sheets/TextCommentToolsSheetView.h"
+#include "ui/shell/MainWindow.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -1,0 +1,333 @@
+#include "transfer/stitch/StitchSession.h"
+
+#include "app/AppState.h"
+#include "foundation/Interaction.h"
+#include "transfer/stitch/ImageSource.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLocale>
+
+namespace {
+
+struct ResolutionInfo {
+    StitchSession::Resolution resolution;
+    const char *raw;
+    const char *label;
+    int cap; // 0: none
+};
+
+constexpr std::array<ResolutionInfo, 4> resolutions{{
+    {StitchSession::Resolution::full, "full", "Full", 0},
+    {StitchSession::Resolution::large, "large", "Large", 10000},
+    {StitchSession::Resolution::medium, "medium", "Medium", 6000},
+    {StitchSession::Resolution::small, "small", "Small", 3000},
+}};
+
+const ResolutionInfo &info(StitchSession::Resolution resolution)
+{
+    return resolutions[std::size_t(resolution)];
+}
+
+QString imageCount(qsizetype n)
+{
+    return QStringLiteral("%1 image%2").arg(n).arg(n == 1 ? "" : "s");
+}
+
+} // namespace
+
+QList<StitchSession::Resolution> StitchSession::allResolutions()
+{
+    return {Resolution::full, Resolution::large, Resolution::medium, Resolution::small};
+}
+
+QString StitchSession::toString(Resolution resolution)
+{
+    return QString::fromLatin1(info(resolution).raw);
+}
+
+std::optional<StitchSession::Resolution> StitchSession::resolutionFromString(const QString &raw)
+{
+    for (const auto &entry : resolutions) {
+        if (raw == QLatin1String(entry.raw))
+            return entry.resolution;
+    }
+    return std::nullopt;
+}
+
+QString StitchSession::label(Resolution resolution)
+{
+    return QString::fromLatin1(info(resolution).label);
+}
+
+std::optional<int> StitchSession::cap(Resolution resolution)
+{
+    const int value = info(resolution).cap;
+    return value > 0 ? std::optional<int>(value) : std::nullopt;
+}
+
+StitchSession::StitchSession(QStringList sources, AppState &appState, QObject *parent)
+    : QObject(parent), sourceList(std::move(sources)), state(&appState),
+      baseName(QStringLiteral("stitched-") +
+               QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("yyyy-MM-dd-HHmm")))
+{
+    readSizes();
+}
+
+StitchSession::~StitchSession() = default;
+
+void StitchSession::readSizes()
+{
+    // Headers only: the estimate never decodes an image.
+    sizes.clear();
+    for (const QString &source : sourceList)
+        sizes.append(ImageSource::pixelSize(source));
+}
+
+void StitchSession::setMode(StitchRunner::Mode value)
+{
+    if (chosenMode == value)
+        return;
+    chosenMode = value;
+    emit changed();
+}
+
+void StitchSession::setLayout(StitchRunner::Layout value)
+{
+    if (chosenLayout == value)
+        return;
+    chosenLayout = value;
+    emit changed();
+}
+
+void StitchSession::setOutputBaseName(const QString &value)
+{
+    if (baseName == value)
+        return;
+    baseName = value;
+    emit changed();
+}
+
+void StitchSession::setDestinationURL(const std::optional<QString> &value)
+{
+    if (destination == value)
+        return;
+    destination = value;
+    emit changed();
+}
+
+void StitchSession::setSpacing(double value)
+{
+    if (gap == value)
+        return;
+    gap = value;
+    emit changed();
+}
+
+void StitchSession::setBackgroundIsWhite(bool value)
+{
+    if (white == value)
+        return;
+    white = value;
+    emit changed();
+}
+
+void StitchSession::setResolution(Resolution value)
+{
+    if (chosenResolution == value)
+        return;
+    chosenResolution = value;
+    emit changed();
+}
+
+QSize StitchSession::combinedSize() const
+{
+    QList<QSize> known;
+    for (const auto &size : sizes) {
+        if (size && !size->isEmpty())
+            known.append(*size);
+    }
+    const QSizeF canvas = StitchRunner::plan(known, chosenLayout, gap).canvas;
+    return StitchRunner::scaledCanvas(canvas, 1.0);
+}
+
+QSize StitchSession::scaledSize() const
+{
+    const QSize full = combinedSize();
+    return StitchRunner::scaledCanvas(QSizeF(full), StitchRunner::scaleFor(QSizeF(full), cap(chosenResolution)));
+}
+
+bool StitchSession::isTooLarge() const
+{
+    return chosenMode == StitchRunner::Mode::image && chosenResolution == Resolution::full &&
+           StitchRunner::exceedsPixelLimit(combinedSize());
+}
+
+bool StitchSession::willDownscale() const
+{
+    return scaledSize() != combinedSize();
+}
+
+int StitchSession::unreadableCount() const
+{
+    return int(std::count_if(sizes.cbegin(), sizes.cend(),
+                             [](const std::optional<QSize> &size) { return !size || size->isEmpty(); }));
+}
+
+QString StitchSession::estimateText() const
+{
+    const QSize full = combinedSize();
+    if (!willDownscale())
+        return QStringLiteral("Combined size · ≈ %1 × %2 px").arg(full.width()).arg(full.height());
+    const QSize scaled = scaledSize();
+    return QStringLiteral("%1 × %2 px  →  downscaled to ≈ %3 × %4 px")
+        .arg(full.width())
+        .arg(full.height())
+        .arg(scaled.width())
+        .arg(scaled.height());
+}
+
+QString StitchSession::estimateNote() const
+{
+    if (isTooLarge())
+        return QStringLiteral("Too large at Full resolution. Pick a smaller size above, switch to PDF (no limit), or "
+                              "select fewer images.");
+    if (willDownscale())
+        return QStringLiteral("Images will be reduced in quality to fit one image. Pick a larger size for more "
+                              "detail — or PDF mode for full resolution, one page each.");
+    return QStringLiteral("One combined PNG at full resolution. Lots of images? PDF mode has no size limit.");
+}
+
+QString StitchSession::outputFileName() const
+{
+    const QString name = baseName.trimmed().isEmpty() ? QStringLiteral("stitched") : baseName.trimmed();
+    return name + (chosenMode == StitchRunner::Mode::pdf ? QStringLiteral(".pdf") : QStringLiteral(".png"));
+}
+
+QString StitchSession::imagesLine(const StitchRunner::Result &result)
+{
+    return imageCount(result.imageCount);
+}
+
+QString StitchSession::skippedLine(const StitchRunner::Result &result)
+{
+    if (result.skippedCount == 0)
+        return {};
+    return QStringLiteral("%1 selected file%2 were skipped — couldn't be read as images.")
+        .arg(result.skippedCount)
+        .arg(result.skippedCount == 1 ? "" : "s");
+}
+
+QJsonObject StitchSession::toJson() const
+{
+    QJsonObject object{{QStringLiteral("workflowID"), QStringLiteral("stitch-files")}};
+    if (const auto *finished = std::get_if<done>(&current)) {
+        const StitchRunner::Result &result = finished->result;
+        object.insert(QStringLiteral("phase"), QStringLiteral("done"));
+        object.insert(QStringLiteral("result"),
+                      QJsonObject{{QStringLiteral("outputURL"), result.outputURL},
+                                  {QStringLiteral("imageCount"), result.imageCount},
+                                  {QStringLiteral("skippedCount"), result.skippedCount},
+                                  {QStringLiteral("outputSizeBytes"), double(result.outputSizeBytes)},
+                                  {QStringLiteral("modeLabel"), result.modeLabel}});
+    } else if (const auto *failure = std::get_if<failed>(&current)) {
+        object.insert(QStringLiteral("phase"), QStringLiteral("failed"));
+        object.insert(QStringLiteral("message"), failure->message);
+    } else {
+        object.insert(QStringLiteral("phase"), std::holds_alternative<running>(current)
+                                                   ? QStringLiteral("running")
+                                                   : QStringLiteral("configuring"));
+    }
+    return object;
+}
+
+QStringList StitchSession::describe() const
+{
+    if (const auto *finished = std::get_if<done>(&current)) {
+        QStringList lines{QStringLiteral("Done: %1 · %2 · %3 bytes")
+                              .arg(finished->result.outputURL, imagesLine(finished->result))
+                              .arg(finished->result.outputSizeBytes)};
+        if (const QString skipped = skippedLine(finished->result); !skipped.isEmpty())
+            lines.append(skipped);
+        return lines;
+    }
+    if (const auto *failure = std::get_if<failed>(&current))
+        return {QStringLiteral("Failed: %1").arg(failure->message)};
+    return {QStringLiteral("Not started.")};
+}
+
+void StitchSession::setPhase(Phase phase)
+{
+    if (current == phase)
+        return;
+    current = std::move(phase);
+    emit phaseChanged();
+}
+
+void StitchSession::start()
+{
+    if (std::holds_alternative<running>(current))
+        return;
+    if (!destination || destination->isEmpty()) {
+        setPhase(failed{QStringLiteral("Pick a destination folder before starting.")});
+        return;
+    }
+    if (baseName.trimmed().isEmpty()) {
+        setPhase(failed{QStringLiteral("Give the file a name before starting.")});
+        return;
+    }
+    const QString output = QDir(*destination).filePath(outputFileName());
+    // Nothing is replaced unasked: the old file goes only once the new one is complete, and only on the word.
+    // A file that appears there while the run works is never replaced.
+    StitchRunner::Existing existing = StitchRunner::Existing::keep;
+    if (QFileInfo::exists(output) && state) {
+        const int answer = state->interaction().alert(
+            {QStringLiteral("“%1” already exists.").arg(outputFileName()),
+             QStringLiteral("Replacing it overwrites its current contents once the new file is complete."),
+             {QStringLiteral("Replace"), QStringLiteral("Cancel")}});
+        if (answer != 0)
+            return;
+        existing = StitchRunner::Existing::replace;
+    }
+
+    const qsizetype n = sourceList.size();
+    const QString step = chosenMode == StitchRunner::Mode::pdf
+                             ? QStringLiteral("Building PDF from %1").arg(imageCount(n))
+                             : QStringLiteral("Stitching %1").arg(imageCount(n));
+    const QDateTime startedAt = QDateTime::currentDateTime();
+    setPhase(running{{step, 0, int(n), startedAt}});
+
+    const StitchRunner::Mode mode = chosenMode;
+    const StitchRunner::Layout layoutChoice = chosenLayout;
+    const double spacingChoice = gap;
+    const bool whiteChoice = white;
+    const std::optional<int> capChoice = cap(chosenResolution);
+    const QStringList sources = sourceList;
+    QPointer<StitchSession> self(this);
+    activeTask = std::make_unique<BackgroundTask>([=](std::stop_token stop) {
+        const auto progress = [self, startedAt](const QString &text, int doneCount, int total) {
+            postToMain(self, [self, text, doneCount, total, startedAt] {
+                if (self && std::holds_alternative<running>(self->current))
+                    self->setPhase(running{{text, doneCount, total, startedAt}});
+            });
+        };
+        const StitchRunner::Result result =
+            mode == StitchRunner::Mode::pdf ? StitchRunner::runPDF(sources, output, progress, stop, existing)
+                                            : StitchRunner::runImage(sources, output, layoutChoice, spacingChoice,
+                                                                     whiteChoice, capChoice, progress, stop, existing);
+        postToMain(self, [self, result] {
+            if (!self)
+                return;
+            if (result.failed)
+                self->setPhase(failed{result.errorMessage.value_or(QStringLiteral("Cancelled."))});
+            else
+                self->setPhase(done{result});
+        });
+    });
+}
+
+void StitchSession::cancel()
+{
+    if (activeTask)
+        activeTask->cancel();
+}
