@@ -5,6 +5,7 @@
 #include "foundation/EnumNames.h"
 #include "foundation/RunURL.h"
 #include "foundation/WorkflowCatalog.h"
+#include "metadata/sheets/CommentWrites.h"
 #include "quickactions/InstalledBundles.h"
 #include "scan/TidyPlan.h"
 #include "transfer/stitch/StitchSession.h"
@@ -94,7 +95,12 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
         QStringLiteral("categories=%1 templates=%2").arg(categoryList.size()).arg(templateLibrary->templates().size()));
 }
 
-AppState::~AppState() = default;
+AppState::~AppState()
+{
+    // The sheets write through the stores and the log, so they go before them.
+    for (Session *session : sessions())
+        delete session;
+}
 
 WorkflowRunner &AppState::workflowRunner()
 {
@@ -183,46 +189,111 @@ void AppState::setFirstLaunchMessage(const std::optional<QString> &message)
         emit firstLaunchMessageChanged();
 }
 
+template <typename S> void AppState::install(QPointer<S> &slot, S *next)
+{
+    if (slot == next)
+        return;
+    if (S *old = slot) {
+        slot = nullptr;
+        old->disconnect(this);
+        // Later, not now: the call may come from inside the old session's own slot.
+        old->deleteLater();
+    }
+    slot = next;
+    if (next) {
+        next->setParent(this);
+        connect(next, &Session::closed, this, [this, &slot, next] {
+            if (slot == next)
+                install<S>(slot, nullptr);
+        });
+    }
+    emit contextsChanged();
+}
+
+template <typename Context, typename S> std::optional<Context> contextOf(const QPointer<S> &slot)
+{
+    return slot ? std::optional<Context>(slot->context()) : std::nullopt;
+}
+
+std::optional<SingleTagSelectorContext> AppState::singleTagSelectorContext() const
+{
+    return contextOf<SingleTagSelectorContext>(singleTag);
+}
+
 void AppState::setSingleTagSelectorContext(const std::optional<SingleTagSelectorContext> &context)
 {
-    if (assign(singleTagContext, context))
-        emit contextsChanged();
+    if (context == singleTagSelectorContext())
+        return;
+    install(singleTag, context ? new SingleTagSelectorSheet(*this, *categoryLibrary, *context) : nullptr);
+    if (singleTag)
+        connect(singleTag, &SingleTagSelectorSheet::applied, this, &AppState::closeTaggingSheets);
+}
+
+std::optional<CategoryTaggingContext> AppState::categoryTaggingContext() const
+{
+    return contextOf<CategoryTaggingContext>(categoryTagging);
 }
 
 void AppState::setCategoryTaggingContext(const std::optional<CategoryTaggingContext> &context)
 {
-    if (assign(categoryContext, context))
-        emit contextsChanged();
+    if (context == categoryTaggingContext())
+        return;
+    install(categoryTagging, context ? new CategoryTaggingSheet(*this, *categoryLibrary, *context) : nullptr);
+    if (categoryTagging)
+        connect(categoryTagging, &CategoryTaggingSheet::applied, this, &AppState::closeTaggingSheets);
+}
+
+std::optional<TextCommentToolsContext> AppState::textCommentToolsContext() const
+{
+    return contextOf<TextCommentToolsContext>(textTools);
 }
 
 void AppState::setTextCommentToolsContext(const std::optional<TextCommentToolsContext> &context)
 {
-    if (assign(textToolsContext, context))
-        emit contextsChanged();
+    if (context == textCommentToolsContext())
+        return;
+    install(textTools, context ? new TextCommentToolsSheet(*this, *context) : nullptr);
+}
+
+std::optional<CommentTemplateContext> AppState::commentTemplateContext() const
+{
+    return contextOf<CommentTemplateContext>(templatePicker);
 }
 
 void AppState::setCommentTemplateContext(const std::optional<CommentTemplateContext> &context)
 {
-    if (assign(templateContext, context))
-        emit contextsChanged();
-}
-
-StitchSession *AppState::stitchSession() const
-{
-    return stitch;
+    if (context == commentTemplateContext())
+        return;
+    install(templatePicker, context ? new CommentTemplatePickerSheet(*this, *templateLibrary, *context) : nullptr);
 }
 
 void AppState::setStitchSession(StitchSession *session)
 {
-    if (stitch == session)
-        return;
-    // Later, not now: the call may come from inside the old session's own slot.
-    if (stitch)
-        stitch->deleteLater();
-    stitch = session;
-    if (session)
-        session->setParent(this);
-    emit contextsChanged();
+    install(stitch, session);
+}
+
+QList<Session *> AppState::sessions() const
+{
+    QList<Session *> open;
+    for (Session *session :
+         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch}) {
+        if (session)
+            open.append(session);
+    }
+    return open;
+}
+
+// Whichever tagging sheet wrote, both close: the tags are on the files.
+void AppState::closeTaggingSheets()
+{
+    setSingleTagSelectorContext(std::nullopt);
+    setCategoryTaggingContext(std::nullopt);
+}
+
+void AppState::applyTags(const QStringList &tags, const QStringList &targets)
+{
+    CommentWrites::applyTags(*this, tags, targets);
+    closeTaggingSheets();
 }
 
 QList<Workflow> AppState::allWorkflows() const

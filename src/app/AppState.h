@@ -1,14 +1,18 @@
 #pragma once
 
 #include "foundation/ItemFailure.h"
+#include "foundation/SessionHost.h"
 #include "foundation/Workflow.h"
 #include "foundation/diagnostics/DiagnosticLog.h"
 #include "metadata/CategoryStore.h"
 #include "metadata/CommentTemplateStore.h"
-#include "metadata/FinderMetadata.h"
-#include "metadata/sheets/SheetContexts.h"
+#include "metadata/sheets/CategoryTaggingSheet.h"
+#include "metadata/sheets/CommentTemplatePickerSheet.h"
+#include "metadata/sheets/SingleTagSelectorSheet.h"
+#include "metadata/sheets/TextCommentToolsSheet.h"
 #include "quickactions/IntegrityReport.h"
 #include "scan/ScanState.h"
+#include "transfer/stitch/StitchSession.h"
 
 #include <QDateTime>
 #include <QList>
@@ -24,13 +28,13 @@
 
 class Defaults;
 class Interaction;
-class StitchSession;
+class Session;
 class WorkflowRunner;
 
 // The one observable application object: every window, sheet and handler reads
-// and changes this instance, on the main thread. Setting a context shows its
-// sheet, setting the banner shows the banner.
-class AppState : public QObject {
+// and changes this instance, on the main thread. It owns every sheet model and
+// session: setting a context shows its sheet, setting the banner shows the banner.
+class AppState : public QObject, public SessionHost {
     Q_OBJECT
     Q_PROPERTY(QString statusLine READ statusLine NOTIFY workflowsChanged)
     Q_PROPERTY(int installedCount READ installedCount NOTIFY workflowsChanged)
@@ -66,41 +70,13 @@ public:
         static QString toString(Tone tone);
     };
 
-    // The six operations of Text & Comment Tools.
-    struct prependFilename {
-        QString text;
-        bool operator==(const prependFilename &) const = default;
-    };
-    struct appendFilename {
-        QString text;
-        bool operator==(const appendFilename &) const = default;
-    };
-    struct replaceInFilename {
-        QString find;
-        QString replace;
-        bool operator==(const replaceInFilename &) const = default;
-    };
-    struct addToComment {
-        QString text;
-        bool operator==(const addToComment &) const = default;
-    };
-    struct removeFromComment {
-        QString text;
-        bool operator==(const removeFromComment &) const = default;
-    };
-    struct clearComment {
-        bool operator==(const clearComment &) const = default;
-    };
-    using TextCommentAction =
-        std::variant<prependFilename, appendFilename, replaceInFilename, addToComment, removeFromComment, clearComment>;
-
     AppState(Defaults &defaults, Interaction &interaction, QObject *parent = nullptr);
     ~AppState() override;
 
     Defaults &defaults() const { return userDefaults; }
-    Interaction &interaction() const { return asker; }
+    Interaction &interaction() const override { return asker; }
     WorkflowRunner &workflowRunner();
-    DiagnosticLog &diagnosticLog() { return *log; }
+    DiagnosticLog &diagnosticLog() override { return *log; }
     CategoryStore &categoryStore() { return *categoryLibrary; }
     CommentTemplateStore &commentTemplateStore() { return *templateLibrary; }
     // A copy of the store's list, kept in step with it.
@@ -137,24 +113,33 @@ public:
     void setIntegrityBannerDismissed(bool dismissed);
     const std::optional<PackBanner> &packBanner() const { return banner; }
     void setPackBanner(const std::optional<PackBanner> &value);
-    void showFailure(const QString &message, const QList<ItemFailure> &failures = {});
-    void showSuccess(const QString &message);
+    void showFailure(const QString &message, const QList<ItemFailure> &failures) override;
+    void showFailure(const QString &message) { showFailure(message, {}); }
+    void showSuccess(const QString &message) override;
     const std::optional<QString> &firstLaunchMessage() const { return firstLaunch; }
     void setFirstLaunchMessage(const std::optional<QString> &message);
 
-    // Sheet contexts: a value presents the sheet, closing the sheet empties it.
-    const std::optional<SingleTagSelectorContext> &singleTagSelectorContext() const { return singleTagContext; }
+    // Sheet contexts: a value presents the sheet, closing the sheet empties it. Each sheet's model
+    // is made here and lives until the sheet closes; the same context again keeps the one on show.
+    std::optional<SingleTagSelectorContext> singleTagSelectorContext() const;
     void setSingleTagSelectorContext(const std::optional<SingleTagSelectorContext> &context);
-    const std::optional<CategoryTaggingContext> &categoryTaggingContext() const { return categoryContext; }
+    SingleTagSelectorSheet *singleTagSelectorSheet() const { return singleTag; }
+    std::optional<CategoryTaggingContext> categoryTaggingContext() const;
     void setCategoryTaggingContext(const std::optional<CategoryTaggingContext> &context);
-    const std::optional<TextCommentToolsContext> &textCommentToolsContext() const { return textToolsContext; }
+    CategoryTaggingSheet *categoryTaggingSheet() const { return categoryTagging; }
+    std::optional<TextCommentToolsContext> textCommentToolsContext() const;
     void setTextCommentToolsContext(const std::optional<TextCommentToolsContext> &context);
-    const std::optional<CommentTemplateContext> &commentTemplateContext() const { return templateContext; }
+    TextCommentToolsSheet *textCommentToolsSheet() const { return textTools; }
+    std::optional<CommentTemplateContext> commentTemplateContext() const;
     void setCommentTemplateContext(const std::optional<CommentTemplateContext> &context);
+    CommentTemplatePickerSheet *commentTemplateSheet() const { return templatePicker; }
 
     // Sessions: the state owns the one on show; a new one replaces it, none closes the sheet.
-    StitchSession *stitchSession() const;
+    StitchSession *stitchSession() const { return stitch; }
     void setStitchSession(StitchSession *session);
+
+    // Every sheet model and session on show, in the order of the slots above.
+    QList<Session *> sessions() const;
 
     // Derived values, computed when read.
     QList<Workflow> allWorkflows() const;
@@ -176,11 +161,6 @@ public:
     // The one write of both tagging sheets: the tags join each target's comment
     // as tokens. Clears both tagging contexts and sets the banner.
     void applyTags(const QStringList &tags, const QStringList &targets);
-    // The comment templates' write. Clears the template context and sets the banner.
-    void applyComment(const QString &text, FinderMetadata::ApplyMode mode, const QStringList &targets);
-    // Text & Comment Tools' write: renames never replace a file, a taken name
-    // gets a counter. Clears its context and sets the banner.
-    void applyTextCommentAction(const TextCommentAction &action, const QStringList &targets);
 
 signals:
     void selectionChanged();
@@ -196,6 +176,10 @@ signals:
     void activationRequested();
 
 private:
+    // Puts `next` into `slot`: the session there before goes, and a session that closes leaves it.
+    template <typename S> void install(QPointer<S> &slot, S *next);
+    void closeTaggingSheets();
+
     Defaults &userDefaults;
     Interaction &asker;
     std::unique_ptr<WorkflowRunner> runner;
@@ -218,9 +202,9 @@ private:
     std::optional<PackBanner> banner;
     std::optional<QString> firstLaunch;
 
-    std::optional<SingleTagSelectorContext> singleTagContext;
-    std::optional<CategoryTaggingContext> categoryContext;
-    std::optional<TextCommentToolsContext> textToolsContext;
-    std::optional<CommentTemplateContext> templateContext;
+    QPointer<SingleTagSelectorSheet> singleTag;
+    QPointer<CategoryTaggingSheet> categoryTagging;
+    QPointer<TextCommentToolsSheet> textTools;
+    QPointer<CommentTemplatePickerSheet> templatePicker;
     QPointer<StitchSession> stitch;
 };

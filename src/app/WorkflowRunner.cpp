@@ -1,14 +1,9 @@
 #include "app/WorkflowRunner.h"
 
 #include "app/AppState.h"
+#include "app/WorkflowTable.h"
 #include "foundation/RunURL.h"
-#include "foundation/WorkflowCatalog.h"
-#include "metadata/CleanDuplicateCommentsHandler.h"
-#include "metadata/SpotlightRefresher.h"
 #include "platform/NativeNames.h"
-#include "scan/DuplicateScan.h"
-#include "scan/HygieneScans.h"
-#include "transfer/stitch/StitchSession.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -21,128 +16,18 @@ QString fileURLPath(const QString &piece)
     return QDir::isAbsolutePath(piece) ? piece : NativeNames::absolutePath(piece);
 }
 
-QString displayNameForURLID(const QString &urlID)
-{
-    const auto matches = [&](const Workflow &w) { return WorkflowCatalog::urlIDForWorkflow(w.id) == urlID; };
-    for (const Workflow &w : WorkflowCatalog::coreWorkflows()) {
-        if (matches(w))
-            return w.displayName;
-    }
-    for (const Workflow &w : WorkflowCatalog::packWorkflows()) {
-        if (matches(w))
-            return w.displayName;
-    }
-    return urlID;
-}
-
-// The honest answer of a workflow whose screen or scan hasn't been built yet.
-WorkflowRunner::Handler notAvailableYet(const QString &urlID)
-{
-    return [urlID](AppState &state, const QStringList &) {
-        state.showFailure(QStringLiteral("%1 isn't available yet.").arg(displayNameForURLID(urlID)));
-    };
-}
-
-// A sheet that needs a selection: with files it sets its context, without it says so.
-template <typename Context>
-WorkflowRunner::Handler contextHandler(void (AppState::*set)(const std::optional<Context> &), const char *name)
-{
-    return [set, name](AppState &state, const QStringList &paths) {
-        if (paths.isEmpty()) {
-            state.showFailure(
-                QStringLiteral("Select one or more files in Finder before running %1.").arg(QString::fromUtf8(name)));
-            return;
-        }
-        (state.*set)(Context{paths});
-    };
-}
-
-// A session workflow refuses an empty selection with its own words.
-WorkflowRunner::Handler needsSelection(const QString &urlID, const char *refusal)
-{
-    const WorkflowRunner::Handler run = notAvailableYet(urlID);
-    return [run, refusal](AppState &state, const QStringList &paths) {
-        if (paths.isEmpty()) {
-            state.showFailure(QString::fromUtf8(refusal));
-            return;
-        }
-        run(state, paths);
-    };
-}
-
-QHash<QString, WorkflowRunner::Handler> buildTable()
-{
-    QHash<QString, WorkflowRunner::Handler> table;
-    const auto add = [&table](const char *id, const WorkflowRunner::Handler &handler) {
-        table.insert(QString::fromLatin1(id), handler);
-    };
-    const auto interim = [&add](const char *id) { add(id, notAvailableYet(QString::fromLatin1(id))); };
-
-    for (const char *id : {"metadata-export", "metadata-import", "smart-mover", "archive-handler", "project-snapshot",
-                           "project-detector", "stage-import", "github-sync", "git-init", "git-full-run"})
-        interim(id);
-
-    const WorkflowRunner::Handler duplicates = [](AppState &state, const QStringList &paths) {
-        DuplicateScan::run(paths, state.scanState());
-    };
-    add("duplicate-reports", duplicates);
-    add("smart-duplicate-scanner", duplicates);
-    add("old-stale-files",
-        [](AppState &state, const QStringList &paths) { HygieneScans::runStale(paths, state.scanState()); });
-    add("large-file-finder",
-        [](AppState &state, const QStringList &paths) { HygieneScans::runLarge(paths, state.scanState()); });
-    add("downloads-tidy",
-        [](AppState &state, const QStringList &paths) { HygieneScans::runTidy(paths, state.scanState()); });
-    add("tag-audit",
-        [](AppState &state, const QStringList &paths) { HygieneScans::runTagAudit(paths, state.scanState()); });
-
-    add("clean-duplicate-comments", [](AppState &state, const QStringList &paths) {
-        CleanDuplicateCommentsHandler::run(paths, state.scanState());
-    });
-    add("spotlight-path-refresher",
-        [](AppState &state, const QStringList &paths) { SpotlightRefresher::run(paths, state.scanState()); });
-
-    add("single-tag-selector",
-        contextHandler<SingleTagSelectorContext>(&AppState::setSingleTagSelectorContext, "Single Tag Selector"));
-    add("tag-category-selector",
-        contextHandler<CategoryTaggingContext>(&AppState::setCategoryTaggingContext, "Tag Category Selector"));
-    add("text-comment-tools",
-        contextHandler<TextCommentToolsContext>(&AppState::setTextCommentToolsContext, "Text & Comment Tools"));
-    add("comment-templates",
-        contextHandler<CommentTemplateContext>(&AppState::setCommentTemplateContext, "Comment Templates"));
-
-    add("stitch-files", [](AppState &state, const QStringList &paths) {
-        // Folders can't be stitched; any other file is tried, and one that
-        // isn't an image is counted as skipped when the run reports.
-        QStringList files;
-        for (const QString &path : paths) {
-            if (QFileInfo(path).isFile())
-                files.append(path);
-        }
-        if (files.isEmpty()) {
-            state.showFailure(
-                QStringLiteral("Select one or more images in Finder before running Stitch to PDF or Image."));
-            return;
-        }
-        state.setStitchSession(new StitchSession(files, state));
-    });
-
-    add("cloud-migrate",
-        needsSelection(QStringLiteral("cloud-migrate"), "Cloud Migrate needs at least one selected file or folder."));
-    add("route-by-config", needsSelection(QStringLiteral("route-by-config"),
-                                          "Route by Config needs at least one selected file or folder."));
-    add("multi-compress",
-        needsSelection(QStringLiteral("multi-compress"), "Multi-Compress needs at least one selected file or folder."));
-    return table;
-}
-
 } // namespace
 
 WorkflowRunner::WorkflowRunner(AppState *state) : state(state) {}
 
 const QHash<QString, WorkflowRunner::Handler> &WorkflowRunner::urlTable()
 {
-    static const QHash<QString, Handler> table = buildTable();
+    static const QHash<QString, Handler> table = [] {
+        QHash<QString, Handler> handlers;
+        for (const WorkflowTable::Row &row : WorkflowTable::rows())
+            handlers.insert(row.id, row.handler);
+        return handlers;
+    }();
     return table;
 }
 

@@ -5,10 +5,10 @@
 #include "foundation/Defaults.h"
 #include "foundation/RunURL.h"
 #include "foundation/ScriptedInteraction.h"
+#include "foundation/Session.h"
 #include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "platform/RegularFile.h"
-#include "transfer/stitch/StitchSession.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -248,8 +248,8 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
         result.insert(QStringLiteral("report"), report->toJson(includeItems));
     else
         result.insert(QStringLiteral("report"), QJsonValue::Null);
-    if (const StitchSession *session = state.stitchSession())
-        result.insert(QStringLiteral("session"), session->toJson());
+    if (const QList<Session *> open = state.sessions(); !open.isEmpty())
+        result.insert(QStringLiteral("session"), open.first()->toJson());
     else
         result.insert(QStringLiteral("session"), QJsonValue::Null);
     return result;
@@ -267,7 +267,7 @@ QString HeadlessRun::resultText(const WorkflowRunner::Outcome &outcome, const Ap
     }
     if (const auto selection = state.selection())
         lines.append(QStringLiteral("Screen: %1").arg(AppState::toString(*selection)));
-    if (const StitchSession *session = state.stitchSession())
+    for (const Session *session : state.sessions())
         lines.append(session->describe());
     if (const auto &report = state.activeReport()) {
         lines.append(QString());
@@ -330,9 +330,11 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
 
     if (!std::holds_alternative<WorkflowRunner::ran>(outcome))
         return 2;
-    if (const StitchSession *session = state.stitchSession();
-        session && !std::holds_alternative<StitchSession::done>(session->phase()))
-        return 1;
+    // A session that didn't reach its result ended the run on a failure.
+    for (const Session *session : state.sessions()) {
+        if (session->phaseKind() != Session::PhaseKind::done)
+            return 1;
+    }
     // Any file that failed makes the run a failure, whether a banner or a report says so.
     if (const auto &report = state.activeReport(); report && !report->failures.isEmpty())
         return 1;

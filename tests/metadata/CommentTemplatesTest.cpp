@@ -3,6 +3,7 @@
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"
+#include "metadata/sheets/CommentWrites.h"
 #include "platform/Paths.h"
 
 #include <QDir>
@@ -96,7 +97,7 @@ TEST(CommentTemplatePicker, TicksRebuildTheBodyInTheStoresOrder)
     TestEnvironment env;
     auto state = env.makeAppState();
     const QString file = env.makeFile(QStringLiteral("a.txt"));
-    CommentTemplatePickerSheet sheet(*state, CommentTemplateContext{{file}});
+    CommentTemplatePickerSheet sheet(*state, state->commentTemplateStore(), CommentTemplateContext{{file}});
     const QList<CommentTemplate> defaults = sheet.templates();
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
@@ -138,6 +139,11 @@ struct CommentCase {
     QByteArray expected;
 };
 
+void PrintTo(const CommentCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class ApplyComment : public testing::TestWithParam<CommentCase> {};
 
 } // namespace
@@ -153,8 +159,11 @@ TEST_P(ApplyComment, ReplacesOrAppends)
     ASSERT_TRUE(MetadataTestSupport::setAttribute(file, "user.vantrel.label", "3"));
     auto state = env.makeAppState();
     state->setCommentTemplateContext(CommentTemplateContext{{file}});
+    CommentTemplatePickerSheet &sheet = *state->commentTemplateSheet();
+    sheet.setCustomBody(c.text);
+    sheet.setMode(c.mode);
 
-    state->applyComment(c.text, c.mode, {file});
+    sheet.apply();
 
     EXPECT_EQ(rawComment(file), c.expected);
     EXPECT_EQ(FinderMetadata::readLabel(file), 3);
@@ -182,7 +191,7 @@ TEST(ApplyComment, FailuresCountInTheBanner)
     MetadataTestSupport::LockedFile lock(locked);
     ASSERT_TRUE(lock.isLocked());
 
-    CommentTemplatePickerSheet sheet(*state, CommentTemplateContext{{good, locked}});
+    CommentTemplatePickerSheet sheet(*state, state->commentTemplateStore(), CommentTemplateContext{{good, locked}});
     sheet.setMode(FinderMetadata::ApplyMode::append);
     EXPECT_EQ(sheet.modeExplanation(),
               QStringLiteral("New text is appended on a new line, existing comments are kept."));
@@ -195,6 +204,6 @@ TEST(ApplyComment, FailuresCountInTheBanner)
                                     {{locked, QStringLiteral("Operation not permitted")}}}));
     EXPECT_EQ(rawComment(good), QByteArray("Checked"));
 
-    state->applyComment(QStringLiteral("x"), FinderMetadata::ApplyMode::replace, {locked});
+    CommentWrites::applyComment(*state, QStringLiteral("x"), FinderMetadata::ApplyMode::replace, {locked});
     EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 writes failed: Operation not permitted."));
 }

@@ -1,4 +1,5 @@
-#include "metadata/sheets/TaggingSheets.h"
+#include "metadata/sheets/CategoryTaggingSheet.h"
+#include "metadata/sheets/SingleTagSelectorSheet.h"
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"
@@ -102,7 +103,7 @@ TEST(CategoryTaggingSheet, CountsPreviewsAndLabels)
     auto state = env.makeAppState();
     const QString a = env.makeFile(QStringLiteral("a.txt"));
     const QString b = env.makeFile(QStringLiteral("b.txt"));
-    CategoryTaggingSheet sheet(*state, CategoryTaggingContext{{a}});
+    CategoryTaggingSheet sheet(*state, state->categoryStore(), CategoryTaggingContext{{a}});
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 4 categories"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply"));
     EXPECT_TRUE(sheet.summary().isEmpty());
@@ -116,7 +117,7 @@ TEST(CategoryTaggingSheet, CountsPreviewsAndLabels)
     EXPECT_EQ(CategoryTaggingSheet::preview(Category{}), QStringLiteral("No tags yet"));
 
     ASSERT_FALSE(state->categoryStore().replaceAll({state->categories().first()}));
-    CategoryTaggingSheet two(*state, CategoryTaggingContext{{a, b}});
+    CategoryTaggingSheet two(*state, state->categoryStore(), CategoryTaggingContext{{a, b}});
     EXPECT_EQ(two.subtitle(), QStringLiteral("2 files selected · 1 category"));
     two.setSelectedCategoryID(state->categories().first().id);
     EXPECT_EQ(two.summary(), QStringLiteral("Will apply 3 tags from Projects to 2 files."));
@@ -141,7 +142,7 @@ TEST(CategoryTaggingSheet, InlineFormMakesSelectsAndAppliesANewCategory)
         seven.append({QUuid::createUuid(), QStringLiteral("Extra %1").arg(i), {}, {}, {}});
     ASSERT_FALSE(state->categoryStore().replaceAll(seven));
     state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
-    CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
+    CategoryTaggingSheet &sheet = *state->categoryTaggingSheet();
 
     sheet.setAddingCategory(true);
     sheet.setDraftName(QStringLiteral("   "));
@@ -176,7 +177,7 @@ TEST(CategoryTaggingSheet, ACategoryOfEmptyTagsWritesNothingAndCloses)
     const Category blank{QUuid::createUuid(), QStringLiteral("Blank"), {}, {QStringLiteral(" "), QString()}, {}};
     ASSERT_FALSE(state->categoryStore().add(blank));
     state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
-    CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
+    CategoryTaggingSheet &sheet = *state->categoryTaggingSheet();
     sheet.setSelectedCategoryID(blank.id);
     sheet.apply();
     EXPECT_FALSE(state->categoryTaggingContext().has_value());
@@ -191,7 +192,7 @@ TEST(SingleTagSelectorSheet, FiltersPicksAndWritesInTheLibrarysOrder)
     const QString a = env.makeFile(QStringLiteral("a.txt"));
     const QString b = env.makeFile(QStringLiteral("b.txt"));
     state->setSingleTagSelectorContext(SingleTagSelectorContext{{a, b}});
-    SingleTagSelectorSheet sheet(*state, *state->singleTagSelectorContext());
+    SingleTagSelectorSheet &sheet = *state->singleTagSelectorSheet();
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("2 files selected · 14 tags available"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 2 files"));
 
@@ -223,7 +224,7 @@ TEST(SingleTagSelectorSheet, AnEmptyLibraryAndAnEmptyPickWriteNothing)
     const QString file = env.makeFile(QStringLiteral("a.txt"));
     ASSERT_FALSE(state->categoryStore().replaceAll({}));
     state->setSingleTagSelectorContext(SingleTagSelectorContext{{file}});
-    SingleTagSelectorSheet sheet(*state, *state->singleTagSelectorContext());
+    SingleTagSelectorSheet &sheet = *state->singleTagSelectorSheet();
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 0 tags available"));
     EXPECT_EQ(sheet.emptyText(), QStringLiteral("No tags configured yet. Add categories first."));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
@@ -274,7 +275,7 @@ TEST_P(CategoryDraft, MeetsTheLibrarysRulesOrStaysADraft)
     auto state = env.makeAppState();
     const QString file = env.makeFile(QStringLiteral("a.txt"));
     state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
-    CategoryTaggingSheet sheet(*state, *state->categoryTaggingContext());
+    CategoryTaggingSheet &sheet = *state->categoryTaggingSheet();
     const QList<Category> before = state->categories();
 
     sheet.setAddingCategory(true);

@@ -3,6 +3,7 @@
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"
+#include "metadata/sheets/CommentWrites.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -84,9 +85,12 @@ TEST(TextCommentTools, ATakenNameGetsACounterAndNothingIsOverwritten)
     env.makeFile(QStringLiteral("W/x.txt"), "taken");
     auto state = env.makeAppState();
 
-    state->applyTextCommentAction(AppState::replaceInFilename{QStringLiteral("a"), QStringLiteral("x")}, {a});
-    state->applyTextCommentAction(AppState::replaceInFilename{QStringLiteral("b"), QStringLiteral("x")}, {b});
-    state->applyTextCommentAction(AppState::replaceInFilename{QStringLiteral("c"), QStringLiteral("x")}, {c});
+    CommentWrites::applyTextCommentAction(
+        *state, TextCommentActions::replaceInFilename{QStringLiteral("a"), QStringLiteral("x")}, {a});
+    CommentWrites::applyTextCommentAction(
+        *state, TextCommentActions::replaceInFilename{QStringLiteral("b"), QStringLiteral("x")}, {b});
+    CommentWrites::applyTextCommentAction(
+        *state, TextCommentActions::replaceInFilename{QStringLiteral("c"), QStringLiteral("x")}, {c});
     EXPECT_EQ(namesIn(env.path(QStringLiteral("W"))), (QStringList{"x (1).txt", "x (2).txt", "x (3).txt", "x.txt"}));
     QFile taken(env.path(QStringLiteral("W/x.txt")));
     ASSERT_TRUE(taken.open(QIODevice::ReadOnly));
@@ -116,7 +120,8 @@ TEST(TextCommentTools, CommentActionsAndTheirBanners)
     EXPECT_EQ(rawComment(bare), QByteArray("(none)"));
     EXPECT_EQ(state->packBanner()->message, QStringLiteral("Updated 2 files."));
 
-    state->applyTextCommentAction(AppState::addToComment{QStringLiteral("status: in review")}, {tagged, bare});
+    CommentWrites::applyTextCommentAction(*state, TextCommentActions::addToComment{QStringLiteral("status: in review")},
+                                          {tagged, bare});
     EXPECT_EQ(rawComment(tagged), QByteArray("Draft, \nstatus: in review"));
     EXPECT_EQ(rawComment(bare), QByteArray("status: in review"));
 
@@ -125,13 +130,13 @@ TEST(TextCommentTools, CommentActionsAndTheirBanners)
     EXPECT_EQ(sheet.warning(), QStringLiteral("This action can't be undone. Affected files: 2."));
     EXPECT_EQ(sheet.previewAfter(), QString());
     const QString missing = env.path(QStringLiteral("gone.txt"));
-    state->applyTextCommentAction(AppState::clearComment{}, {tagged, missing});
+    CommentWrites::applyTextCommentAction(*state, TextCommentActions::clearComment{}, {tagged, missing});
     EXPECT_EQ(rawComment(tagged), QByteArray("(none)"));
     EXPECT_EQ(*state->packBanner(),
               (AppState::PackBanner{AppState::PackBanner::Tone::failure,
                                     QStringLiteral("Updated 1 · 1 failed: No such file or directory."),
                                     {{missing, QStringLiteral("No such file or directory")}}}));
-    state->applyTextCommentAction(AppState::prependFilename{QStringLiteral("x")}, {missing});
+    CommentWrites::applyTextCommentAction(*state, TextCommentActions::prependFilename{QStringLiteral("x")}, {missing});
     EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed: No such file or directory."));
     EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
     EXPECT_FALSE(state->textCommentToolsContext().has_value());
@@ -144,18 +149,20 @@ TEST(TextCommentTools, FormTextsFollowTheAction)
     TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{env.makeFile(QStringLiteral("a.txt"))}});
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
-    EXPECT_EQ(sheet.primaryField(), (TextCommentToolsSheet::Field{"Text", "e.g. 2026-06-"}));
+    EXPECT_EQ(sheet.primaryField(), (TextCommentToolsSheet::FormField{"Text", "e.g. 2026-06-"}));
     EXPECT_EQ(sheet.separatorNote(), QStringLiteral("Text will sit directly against the filename."));
     sheet.setSeparator(QStringLiteral("_"));
     EXPECT_EQ(sheet.separatorNote(), QStringLiteral("Text and filename will be separated by \"_\"."));
     sheet.setPrimary(QStringLiteral("v"));
-    EXPECT_EQ(sheet.makeAction(), AppState::TextCommentAction{AppState::prependFilename{QStringLiteral("v_")}});
+    EXPECT_EQ(sheet.makeAction(),
+              TextCommentActions::TextCommentAction{TextCommentActions::prependFilename{QStringLiteral("v_")}});
     sheet.setAction(Kind::appendFilename);
     EXPECT_EQ(sheet.separatorNote(), QStringLiteral("Filename stem and text will be separated by \"_\"."));
-    EXPECT_EQ(sheet.makeAction(), AppState::TextCommentAction{AppState::appendFilename{QStringLiteral("_v")}});
+    EXPECT_EQ(sheet.makeAction(),
+              TextCommentActions::TextCommentAction{TextCommentActions::appendFilename{QStringLiteral("_v")}});
     sheet.setAction(Kind::replaceInFilename);
     EXPECT_FALSE(sheet.showsSeparators());
-    EXPECT_EQ(sheet.replacementField(), (TextCommentToolsSheet::Field{"Replace with", "Replacement text"}));
+    EXPECT_EQ(sheet.replacementField(), (TextCommentToolsSheet::FormField{"Replace with", "Replacement text"}));
     EXPECT_EQ(TextCommentToolsSheet::separators().value(1).label, QStringLiteral("—"));
     EXPECT_EQ(TextCommentToolsSheet::separators().value(1).value, QStringLiteral("-"));
     EXPECT_EQ(TextCommentToolsSheet::toString(Kind::clearComment), QStringLiteral("Clear Finder comment"));
@@ -310,7 +317,8 @@ TEST(TextCommentTools, TheRenameRefusesAPathEvenWithoutTheSheet)
     TestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("Deep/Work/report.pdf"), "r");
     auto state = env.makeAppState();
-    state->applyTextCommentAction(AppState::prependFilename{QStringLiteral("../../")}, {file});
+    CommentWrites::applyTextCommentAction(*state, TextCommentActions::prependFilename{QStringLiteral("../../")},
+                                          {file});
     ASSERT_TRUE(state->packBanner().has_value());
     EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
     EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed: “report.pdf” would be renamed to "

@@ -187,7 +187,7 @@ TEST(StitchSession, EstimatesFromHeadersAndGuardsItsStart)
     const QStringList sources{makeImage(env, QStringLiteral("a.png"), {4000, 3000}),
                               makeImage(env, QStringLiteral("b.png"), {4000, 3000}),
                               env.makeFile(QStringLiteral("c.txt"), "text")};
-    StitchSession session(sources, *state);
+    StitchSession session(*state, sources);
     EXPECT_TRUE(session.outputBaseName().startsWith(QStringLiteral("stitched-20")));
     EXPECT_EQ(session.unreadableCount(), 1);
     EXPECT_EQ(session.combinedSize(), QSize(4000, 6000));

@@ -71,7 +71,7 @@ private slots:
                                 env.makeFile(QStringLiteral("c.txt"))};
 
         state->runWorkflow(QStringLiteral("tag-category-selector"), files);
-        CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
+        CategoryTaggingSheetView *sheet = window.sheet<CategoryTaggingSheetView>();
         QVERIFY(sheet && sheet->isVisible());
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("3 files selected · 7 categories"));
         QCOMPARE(part<QListWidget>(sheet, "categoryList")->count(), 7);
@@ -106,7 +106,7 @@ private slots:
             QCOMPARE(FinderMetadata::readComment(file), QStringLiteral("Rome, Oslo"));
         QCOMPARE(state->packBanner()->message, QStringLiteral("Applied 2 tags to 3 files."));
         QVERIFY(!state->categoryTaggingContext().has_value());
-        QTRY_VERIFY(!window.categoryTaggingSheet());
+        QTRY_VERIFY(!window.sheet<CategoryTaggingSheetView>());
     }
 
     void categoryTaggingSaysWhyADraftIsRefused()
@@ -115,7 +115,7 @@ private slots:
         auto state = env.makeAppState();
         MainWindow window(*state);
         state->setCategoryTaggingContext(CategoryTaggingContext{{env.makeFile(QStringLiteral("a.txt"))}});
-        CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
+        CategoryTaggingSheetView *sheet = window.sheet<CategoryTaggingSheetView>();
         QVERIFY(sheet);
         QVERIFY(!part<QLabel>(sheet, "draftRefusal")->isVisible());
 
@@ -141,7 +141,7 @@ private slots:
         QVERIFY(!state->categoryStore().replaceAll({}));
         MainWindow window(*state);
         state->setCategoryTaggingContext(CategoryTaggingContext{{env.makeFile(QStringLiteral("a.txt"))}});
-        CategoryTaggingSheetView *sheet = window.categoryTaggingSheet();
+        CategoryTaggingSheetView *sheet = window.sheet<CategoryTaggingSheetView>();
         QVERIFY(sheet);
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("1 file selected · 0 categories"));
         QStringList texts;
@@ -155,7 +155,7 @@ private slots:
         // Escape cancels: the context goes and nothing is written.
         QTest::keyClick(sheet, Qt::Key_Escape);
         QVERIFY(!state->categoryTaggingContext().has_value());
-        QTRY_VERIFY(!window.categoryTaggingSheet());
+        QTRY_VERIFY(!window.sheet<CategoryTaggingSheetView>());
         QVERIFY(!state->packBanner().has_value());
     }
 
@@ -167,7 +167,7 @@ private slots:
         const QString a = env.makeFile(QStringLiteral("a.txt"));
         const QString b = env.makeFile(QStringLiteral("b.txt"));
         state->runWorkflow(QStringLiteral("single-tag-selector"), {a});
-        SingleTagSheetView *sheet = window.singleTagSheet();
+        SingleTagSheetView *sheet = window.sheet<SingleTagSheetView>();
         QVERIFY(sheet && sheet->isVisible());
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("1 file selected · 14 tags available"));
         QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 1 file"));
@@ -190,14 +190,14 @@ private slots:
 
         // A second Quick Action run replaces the sheet with one for its own files.
         state->runWorkflow(QStringLiteral("single-tag-selector"), {a, b});
-        QVERIFY(window.singleTagSheet() != sheet);
-        sheet = window.singleTagSheet();
+        QVERIFY(window.sheet<SingleTagSheetView>() != sheet);
+        sheet = window.sheet<SingleTagSheetView>();
         QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 2 files"));
         clickRow(part<QListWidget>(sheet, "tagList"), QStringLiteral("Reference"));
         clickRow(part<QListWidget>(sheet, "tagList"), QStringLiteral("Edited"));
         click(sheet->applyButton());
         QCOMPARE(FinderMetadata::readComment(b), QStringLiteral("Edited, Reference"));
-        QTRY_VERIFY(!window.singleTagSheet());
+        QTRY_VERIFY(!window.sheet<SingleTagSheetView>());
     }
 
     void commentTemplatesTicksEditsAndAppends()
@@ -208,7 +208,7 @@ private slots:
         const QString file = env.makeFile(QStringLiteral("a.txt"));
         FinderMetadata::writeComment(QStringLiteral("Invoice 42"), file);
         state->runWorkflow(QStringLiteral("comment-templates"), {file});
-        CommentTemplateSheetView *sheet = window.commentTemplateSheet();
+        CommentTemplateSheetView *sheet = window.sheet<CommentTemplateSheetView>();
         QVERIFY(sheet && sheet->isVisible());
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("1 file selected"));
         QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply to 1 file"));
@@ -236,7 +236,7 @@ private slots:
         click(sheet->applyButton());
         QCOMPARE(FinderMetadata::readComment(file), QStringLiteral("Invoice 42\nChecked by Ana"));
         QCOMPARE(state->packBanner()->message, QStringLiteral("Applied comment to 1 file."));
-        QTRY_VERIFY(!window.commentTemplateSheet());
+        QTRY_VERIFY(!window.sheet<CommentTemplateSheetView>());
     }
 
     void textCommentToolsPreviewsAndRenames()
@@ -248,7 +248,7 @@ private slots:
                                 env.makeFile(QStringLiteral("W/notes"))};
         env.makeFile(QStringLiteral("W/b-v2.txt"), "taken");
         state->runWorkflow(QStringLiteral("text-comment-tools"), files);
-        TextCommentToolsSheetView *sheet = window.textCommentToolsSheet();
+        TextCommentToolsSheetView *sheet = window.sheet<TextCommentToolsSheetView>();
         QVERIFY(sheet && sheet->isVisible());
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("3 files selected"));
         QVERIFY(!sheet->applyButton()->isEnabled());
@@ -268,7 +268,7 @@ private slots:
         QCOMPARE(QDir(env.path(QStringLiteral("W"))).entryList(QDir::Files, QDir::Name),
                  (QStringList{"b-v2 (1).txt", "b-v2.txt", "notes-v2", "report-v2.pdf"}));
         QCOMPARE(state->packBanner()->message, QStringLiteral("Updated 3 files."));
-        QTRY_VERIFY(!window.textCommentToolsSheet());
+        QTRY_VERIFY(!window.sheet<TextCommentToolsSheetView>());
     }
 
     void textCommentToolsRefusesTextThatLeavesTheFolder()
@@ -278,7 +278,7 @@ private slots:
         MainWindow window(*state);
         const QString file = env.makeFile(QStringLiteral("W/report.pdf"));
         state->runWorkflow(QStringLiteral("text-comment-tools"), {file});
-        TextCommentToolsSheetView *sheet = window.textCommentToolsSheet();
+        TextCommentToolsSheetView *sheet = window.sheet<TextCommentToolsSheetView>();
         QVERIFY(sheet && sheet->isVisible());
         auto *problem = part<QLabel>(sheet, "problemLabel");
         QVERIFY(problem->isHidden());
@@ -307,7 +307,7 @@ private slots:
             QVERIFY(image.save(shots.last()));
         }
         state->runWorkflow(QStringLiteral("stitch-files"), shots);
-        StitchSheetView *sheet = window.stitchSheet();
+        StitchSheetView *sheet = window.sheet<StitchSheetView>();
         QVERIFY(sheet && sheet->isVisible());
         QCOMPARE(sheet->subtitle()->text(), QStringLiteral("5 files selected"));
 
@@ -329,7 +329,7 @@ private slots:
         QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Done"));
         click(sheet->applyButton());
         QVERIFY(!state->stitchSession());
-        QTRY_VERIFY(!window.stitchSheet());
+        QTRY_VERIFY(!window.sheet<StitchSheetView>());
     }
 };
 

@@ -1,20 +1,21 @@
 #include "metadata/sheets/CommentTemplatePickerSheet.h"
 
-#include "app/AppState.h"
 #include "foundation/Plural.h"
+#include "foundation/SessionHost.h"
+#include "metadata/CommentTemplateStore.h"
+#include "metadata/sheets/CommentWrites.h"
+#include "metadata/sheets/FindByIDOrName.h"
 
-CommentTemplatePickerSheet::CommentTemplatePickerSheet(AppState &appState, CommentTemplateContext context,
-                                                       QObject *parent)
-    : QObject(parent), state(&appState), sheetContext(std::move(context))
+CommentTemplatePickerSheet::CommentTemplatePickerSheet(SessionHost &host, CommentTemplateStore &templateStore,
+                                                       CommentTemplateContext context, QObject *parent)
+    : Session(host, context.targets, parent), store(&templateStore), sheetContext(std::move(context))
 {
-    connect(&appState.commentTemplateStore(), &CommentTemplateStore::templatesChanged, this,
-            &CommentTemplatePickerSheet::changed);
+    connect(store, &CommentTemplateStore::templatesChanged, this, &CommentTemplatePickerSheet::changed);
 }
 
 const QList<CommentTemplate> &CommentTemplatePickerSheet::templates() const
 {
-    static const QList<CommentTemplate> none;
-    return state ? state->commentTemplateStore().templates() : none;
+    return store->templates();
 }
 
 void CommentTemplatePickerSheet::setTicked(const QUuid &id, bool on)
@@ -80,24 +81,20 @@ QString CommentTemplatePickerSheet::applyLabel() const
 
 void CommentTemplatePickerSheet::deleteTemplate(const QUuid &id)
 {
-    if (!state)
-        return;
     // Untick first so the list's change finds the sheet already consistent.
     ticked.remove(id);
-    if (const auto error = state->commentTemplateStore().remove(id))
-        state->showFailure(*error);
+    if (const auto error = store->remove(id))
+        host()->showFailure(*error, {});
     emit changed();
 }
 
 void CommentTemplatePickerSheet::saveNewTemplate()
 {
-    if (!state)
-        return;
     const QString name = draftName.trimmed().isEmpty() ? QStringLiteral("Untitled") : draftName;
     const CommentTemplate commentTemplate{QUuid::createUuid(), name, draftBody};
-    if (const auto error = state->commentTemplateStore().add(commentTemplate)) {
+    if (const auto error = store->add(commentTemplate)) {
         // The draft stays in the form; the banner says why it wasn't saved.
-        state->showFailure(*error);
+        host()->showFailure(*error, {});
         return;
     }
     ticked.insert(commentTemplate.id);
@@ -118,12 +115,57 @@ void CommentTemplatePickerSheet::cancelNewTemplate()
 
 void CommentTemplatePickerSheet::apply()
 {
-    if (state)
-        state->applyComment(body, applyMode, sheetContext.targets);
+    CommentWrites::applyComment(*host(), body, applyMode, sheetContext.targets);
+    close();
 }
 
-void CommentTemplatePickerSheet::cancel()
+QString CommentTemplatePickerSheet::title() const
 {
-    if (state)
-        state->setCommentTemplateContext(std::nullopt);
+    return QStringLiteral("Comment Templates");
+}
+
+QList<Session::Field> CommentTemplatePickerSheet::fields()
+{
+    const auto tick = [this](const QString &value) -> std::optional<QString> {
+        QSet<QUuid> chosen;
+        for (const QString &key : listValue(value)) {
+            const auto id = findByIDOrName(templates(), key);
+            if (!id)
+                return QStringLiteral("No comment template “%1”.").arg(key);
+            chosen.insert(*id);
+        }
+        for (const QUuid &id : QSet<QUuid>(ticked))
+            setTicked(id, false);
+        for (const QUuid &id : chosen)
+            setTicked(id, true);
+        return std::nullopt;
+    };
+    const auto text = [this](const QString &value) -> std::optional<QString> {
+        setCustomBody(value);
+        return std::nullopt;
+    };
+    const auto chooseMode = [this](const QString &value) -> std::optional<QString> {
+        const auto parsed = FinderMetadata::applyModeFromString(value);
+        if (!parsed)
+            return QStringLiteral("mode is replace or append, not “%1”.").arg(value);
+        setMode(*parsed);
+        return std::nullopt;
+    };
+    return {{QStringLiteral("selectedTemplateIDs"), QStringLiteral("ID-or-name,…"), tick, true},
+            {QStringLiteral("customBody"), QStringLiteral("TEXT"), text, true},
+            {QStringLiteral("mode"), QStringLiteral("replace or append"), chooseMode}};
+}
+
+std::optional<QString> CommentTemplatePickerSheet::perform()
+{
+    apply();
+    return std::nullopt;
+}
+
+QJsonObject CommentTemplatePickerSheet::toJson() const
+{
+    QJsonObject object = Session::toJson();
+    object.insert(QStringLiteral("customBody"), body);
+    object.insert(QStringLiteral("mode"), FinderMetadata::toString(applyMode));
+    return object;
 }

@@ -1,22 +1,22 @@
 #pragma once
 
+#include "foundation/Session.h"
 #include "metadata/CommentTemplate.h"
 #include "metadata/FinderMetadata.h"
 #include "metadata/sheets/SheetContexts.h"
 
-#include <QObject>
-#include <QPointer>
 #include <QSet>
 #include <QUuid>
 
-class AppState;
+class CommentTemplateStore;
 
 // What the Comment Templates sheet shows and does: tick saved templates, edit
 // the text they add up to, and write it to every target, replacing or appending.
-class CommentTemplatePickerSheet : public QObject {
+class CommentTemplatePickerSheet : public Session {
     Q_OBJECT
 public:
-    CommentTemplatePickerSheet(AppState &state, CommentTemplateContext context, QObject *parent = nullptr);
+    CommentTemplatePickerSheet(SessionHost &host, CommentTemplateStore &store, CommentTemplateContext context,
+                               QObject *parent = nullptr);
 
     const CommentTemplateContext &context() const { return sheetContext; }
     const QList<CommentTemplate> &templates() const;
@@ -47,16 +47,19 @@ public:
     void saveNewTemplate();
     void cancelNewTemplate();
 
+    // Writes the body to every target and closes.
     void apply();
-    void cancel();
 
-signals:
-    void changed();
+    QString title() const override;
+    // selectedTemplateIDs (ids or names), customBody, mode.
+    QList<Field> fields() override;
+    std::optional<QString> perform() override;
+    QJsonObject toJson() const override;
 
 private:
     void rebuildBody();
 
-    QPointer<AppState> state;
+    CommentTemplateStore *store;
     CommentTemplateContext sheetContext;
     QSet<QUuid> ticked;
     QString body;

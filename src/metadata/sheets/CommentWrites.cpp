@@ -1,5 +1,7 @@
-#include "app/AppState.h"
+#include "metadata/sheets/CommentWrites.h"
+
 #include "foundation/Plural.h"
+#include "foundation/SessionHost.h"
 
 #include "metadata/CommentTokenEditor.h"
 #include "metadata/FinderMetadata.h"
@@ -19,7 +21,7 @@ QString failureText(int applied, const QList<ItemFailure> &failures)
 
 } // namespace
 
-void AppState::applyTags(const QStringList &tags, const QStringList &targets)
+bool CommentWrites::applyTags(SessionHost &host, const QStringList &tags, const QStringList &targets)
 {
     QStringList cleaned;
     for (const QString &tag : tags) {
@@ -27,11 +29,8 @@ void AppState::applyTags(const QStringList &tags, const QStringList &targets)
         if (!trimmed.isEmpty())
             cleaned.append(trimmed);
     }
-    if (cleaned.isEmpty() || targets.isEmpty()) {
-        setSingleTagSelectorContext(std::nullopt);
-        setCategoryTaggingContext(std::nullopt);
-        return;
-    }
+    if (cleaned.isEmpty() || targets.isEmpty())
+        return false;
 
     int applied = 0;
     QList<ItemFailure> failures;
@@ -47,16 +46,17 @@ void AppState::applyTags(const QStringList &tags, const QStringList &targets)
             failures.append({target, FinderMetadata::reason(error)});
         }
     }
-    setSingleTagSelectorContext(std::nullopt);
-    setCategoryTaggingContext(std::nullopt);
     if (failures.isEmpty())
-        showSuccess(QStringLiteral("Applied %1 to %2.")
-                        .arg(counted(cleaned.size(), QStringLiteral("tag")), counted(applied, QStringLiteral("file"))));
+        host.showSuccess(
+            QStringLiteral("Applied %1 to %2.")
+                .arg(counted(cleaned.size(), QStringLiteral("tag")), counted(applied, QStringLiteral("file"))));
     else
-        showFailure(failureText(applied, failures), failures);
+        host.showFailure(failureText(applied, failures), failures);
+    return true;
 }
 
-void AppState::applyComment(const QString &text, FinderMetadata::ApplyMode mode, const QStringList &targets)
+void CommentWrites::applyComment(SessionHost &host, const QString &text, FinderMetadata::ApplyMode mode,
+                                 const QStringList &targets)
 {
     int applied = 0;
     QList<ItemFailure> failures;
@@ -71,9 +71,42 @@ void AppState::applyComment(const QString &text, FinderMetadata::ApplyMode mode,
             failures.append({target, FinderMetadata::reason(error)});
         }
     }
-    setCommentTemplateContext(std::nullopt);
     if (failures.isEmpty())
-        showSuccess(QStringLiteral("Applied comment to %1.").arg(counted(applied, QStringLiteral("file"))));
+        host.showSuccess(QStringLiteral("Applied comment to %1.").arg(counted(applied, QStringLiteral("file"))));
     else
-        showFailure(failureText(applied, failures), failures);
+        host.showFailure(failureText(applied, failures), failures);
+}
+
+void CommentWrites::applyTextCommentAction(SessionHost &host, const TextCommentActions::TextCommentAction &action,
+                                           const QStringList &targets)
+{
+    using namespace TextCommentActions;
+    int updated = 0;
+    QList<ItemFailure> failures;
+    for (const QString &target : targets) {
+        try {
+            if (const auto stem = renamedStem(action, split(target))) {
+                renameStem(target, *stem);
+            } else if (const auto *add = std::get_if<addToComment>(&action)) {
+                FinderMetadata::writeComment(addedComment(FinderMetadata::readComment(target), add->text), target);
+            } else if (const auto *remove = std::get_if<removeFromComment>(&action)) {
+                FinderMetadata::writeComment(removedComment(FinderMetadata::readComment(target), remove->text), target);
+            } else {
+                FinderMetadata::writeComment(QString(), target);
+            }
+            ++updated;
+        } catch (const std::exception &error) {
+            failures.append({target, FinderMetadata::reason(error)});
+        }
+    }
+    if (failures.isEmpty())
+        host.showSuccess(QStringLiteral("Updated %1.").arg(counted(updated, QStringLiteral("file"))));
+    else if (updated > 0)
+        host.showFailure(ItemFailures::withFirstReason(
+                             QStringLiteral("Updated %1 · %2 failed.").arg(updated).arg(failures.size()), failures),
+                         failures);
+    else
+        host.showFailure(
+            ItemFailures::withFirstReason(QStringLiteral("All %1 updates failed.").arg(failures.size()), failures),
+            failures);
 }

@@ -1,8 +1,5 @@
 #include "metadata/sheets/TextCommentActions.h"
 
-#include "app/AppState.h"
-#include "foundation/Plural.h"
-#include "metadata/FinderMetadata.h"
 #include "platform/FileMoves.h"
 #include "platform/FileNames.h"
 
@@ -67,14 +64,13 @@ QString TextCommentActions::joined(const NameParts &parts, const QString &stem)
     return parts.extension.isEmpty() ? stem : stem + QLatin1Char('.') + parts.extension;
 }
 
-std::optional<QString> TextCommentActions::renamedStem(const AppState::TextCommentAction &action,
-                                                       const NameParts &parts)
+std::optional<QString> TextCommentActions::renamedStem(const TextCommentAction &action, const NameParts &parts)
 {
-    if (const auto *prepend = std::get_if<AppState::prependFilename>(&action))
+    if (const auto *prepend = std::get_if<prependFilename>(&action))
         return prepend->text + parts.stem;
-    if (const auto *append = std::get_if<AppState::appendFilename>(&action))
+    if (const auto *append = std::get_if<appendFilename>(&action))
         return parts.stem + append->text;
-    if (const auto *replace = std::get_if<AppState::replaceInFilename>(&action)) {
+    if (const auto *replace = std::get_if<replaceInFilename>(&action)) {
         QString stem = parts.stem;
         if (!replace->find.isEmpty())
             stem.replace(replace->find, replace->replace, Qt::CaseSensitive);
@@ -83,19 +79,19 @@ std::optional<QString> TextCommentActions::renamedStem(const AppState::TextComme
     return std::nullopt;
 }
 
-std::optional<QString> TextCommentActions::textProblem(const AppState::TextCommentAction &action)
+std::optional<QString> TextCommentActions::textProblem(const TextCommentAction &action)
 {
-    if (const auto *prepend = std::get_if<AppState::prependFilename>(&action))
+    if (const auto *prepend = std::get_if<prependFilename>(&action))
         return FileNames::partProblem(prepend->text);
-    if (const auto *append = std::get_if<AppState::appendFilename>(&action))
+    if (const auto *append = std::get_if<appendFilename>(&action))
         return FileNames::partProblem(append->text);
     // The text to find may hold anything: it only ever matches what a name already has.
-    if (const auto *replace = std::get_if<AppState::replaceInFilename>(&action))
+    if (const auto *replace = std::get_if<replaceInFilename>(&action))
         return FileNames::partProblem(replace->replace);
     return std::nullopt;
 }
 
-std::optional<QString> TextCommentActions::nameProblem(const AppState::TextCommentAction &action, const QString &path)
+std::optional<QString> TextCommentActions::nameProblem(const TextCommentAction &action, const QString &path)
 {
     const NameParts parts = split(path);
     const auto stem = renamedStem(action, parts);
@@ -122,38 +118,4 @@ void TextCommentActions::renameStem(const QString &path, const QString &newStem)
         target = candidate(parts, QStringLiteral("%1 (%2)").arg(newStem).arg(i));
     }
     // Every name is taken: the file keeps its own.
-}
-
-void AppState::applyTextCommentAction(const TextCommentAction &action, const QStringList &targets)
-{
-    using namespace TextCommentActions;
-    int updated = 0;
-    QList<ItemFailure> failures;
-    for (const QString &target : targets) {
-        try {
-            if (const auto stem = renamedStem(action, split(target))) {
-                renameStem(target, *stem);
-            } else if (const auto *add = std::get_if<addToComment>(&action)) {
-                FinderMetadata::writeComment(addedComment(FinderMetadata::readComment(target), add->text), target);
-            } else if (const auto *remove = std::get_if<removeFromComment>(&action)) {
-                FinderMetadata::writeComment(removedComment(FinderMetadata::readComment(target), remove->text), target);
-            } else {
-                FinderMetadata::writeComment(QString(), target);
-            }
-            ++updated;
-        } catch (const std::exception &error) {
-            failures.append({target, FinderMetadata::reason(error)});
-        }
-    }
-    setTextCommentToolsContext(std::nullopt);
-    if (failures.isEmpty())
-        showSuccess(QStringLiteral("Updated %1.").arg(counted(updated, QStringLiteral("file"))));
-    else if (updated > 0)
-        showFailure(ItemFailures::withFirstReason(
-                        QStringLiteral("Updated %1 · %2 failed.").arg(updated).arg(failures.size()), failures),
-                    failures);
-    else
-        showFailure(
-            ItemFailures::withFirstReason(QStringLiteral("All %1 updates failed.").arg(failures.size()), failures),
-            failures);
 }

@@ -1,13 +1,40 @@
 #pragma once
 
-#include "app/AppState.h"
-
 #include <QString>
 
 #include <optional>
+#include <variant>
 
 // The pieces of a file name that the rename operations work on.
 namespace TextCommentActions {
+
+// The six operations of Text & Comment Tools.
+struct prependFilename {
+    QString text;
+    bool operator==(const prependFilename &) const = default;
+};
+struct appendFilename {
+    QString text;
+    bool operator==(const appendFilename &) const = default;
+};
+struct replaceInFilename {
+    QString find;
+    QString replace;
+    bool operator==(const replaceInFilename &) const = default;
+};
+struct addToComment {
+    QString text;
+    bool operator==(const addToComment &) const = default;
+};
+struct removeFromComment {
+    QString text;
+    bool operator==(const removeFromComment &) const = default;
+};
+struct clearComment {
+    bool operator==(const clearComment &) const = default;
+};
+using TextCommentAction =
+    std::variant<prependFilename, appendFilename, replaceInFilename, addToComment, removeFromComment, clearComment>;
 
 struct NameParts {
     QString folder;
@@ -30,14 +57,14 @@ QString joined(const NameParts &parts, const QString &stem);
 
 // The stem a rename action gives the file `parts` were split from; nothing for
 // the comment actions.
-std::optional<QString> renamedStem(const AppState::TextCommentAction &action, const NameParts &parts);
+std::optional<QString> renamedStem(const TextCommentAction &action, const NameParts &parts);
 
 // Why the text a rename action puts into names can't be in a name ("/", NUL).
-std::optional<QString> textProblem(const AppState::TextCommentAction &action);
+std::optional<QString> textProblem(const TextCommentAction &action);
 // Why `path` can't take the name the action gives it (empty, "..", too long,
 // nothing left before the extension). Nothing for a name that is fine, and for
 // the comment actions.
-std::optional<QString> nameProblem(const AppState::TextCommentAction &action, const QString &path);
+std::optional<QString> nameProblem(const TextCommentAction &action, const QString &path);
 
 // Renames `path` to `newStem` keeping its extension. A taken name gets " (1)",
 // " (2)"… up to 999; when all are taken the file stays. Throws the system's

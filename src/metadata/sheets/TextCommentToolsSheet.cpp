@@ -2,10 +2,11 @@
 
 #include "foundation/Plural.h"
 #include "metadata/FinderMetadata.h"
-#include "metadata/sheets/TextCommentActions.h"
-#include <array>
+#include "metadata/sheets/CommentWrites.h"
 
 #include <QFileInfo>
+
+#include <array>
 
 namespace {
 
@@ -103,8 +104,8 @@ const QList<TextCommentToolsSheet::SeparatorChoice> &TextCommentToolsSheet::sepa
     return choices;
 }
 
-TextCommentToolsSheet::TextCommentToolsSheet(AppState &appState, TextCommentToolsContext context, QObject *parent)
-    : QObject(parent), state(&appState), sheetContext(std::move(context))
+TextCommentToolsSheet::TextCommentToolsSheet(SessionHost &host, TextCommentToolsContext context, QObject *parent)
+    : Session(host, context.targets, parent), sheetContext(std::move(context))
 {
 }
 
@@ -145,7 +146,7 @@ QString TextCommentToolsSheet::subtitle() const
     return QStringLiteral("%1 selected").arg(counted(sheetContext.targets.size(), QStringLiteral("file")));
 }
 
-TextCommentToolsSheet::Field TextCommentToolsSheet::primaryField() const
+TextCommentToolsSheet::FormField TextCommentToolsSheet::primaryField() const
 {
     switch (kind) {
     case Kind::prependFilename:
@@ -164,11 +165,11 @@ TextCommentToolsSheet::Field TextCommentToolsSheet::primaryField() const
     return {};
 }
 
-std::optional<TextCommentToolsSheet::Field> TextCommentToolsSheet::replacementField() const
+std::optional<TextCommentToolsSheet::FormField> TextCommentToolsSheet::replacementField() const
 {
     if (kind != Kind::replaceInFilename)
         return std::nullopt;
-    return Field{QStringLiteral("Replace with"), QStringLiteral("Replacement text")};
+    return FormField{QStringLiteral("Replace with"), QStringLiteral("Replacement text")};
 }
 
 bool TextCommentToolsSheet::showsSeparators() const
@@ -238,7 +239,7 @@ std::optional<QString> TextCommentToolsSheet::problem() const
 {
     if (!isRename(kind))
         return std::nullopt;
-    const AppState::TextCommentAction action = makeAction();
+    const TextCommentActions::TextCommentAction action = makeAction();
     if (auto problem = TextCommentActions::textProblem(action))
         return problem;
     // Every file, before any is renamed: a run never stops half-way on a name it could have foreseen.
@@ -259,34 +260,92 @@ QString TextCommentToolsSheet::applyLabel() const
     return QStringLiteral("Apply to %1").arg(counted(sheetContext.targets.size(), QStringLiteral("file")));
 }
 
-AppState::TextCommentAction TextCommentToolsSheet::makeAction() const
+TextCommentActions::TextCommentAction TextCommentToolsSheet::makeAction() const
 {
     switch (kind) {
     case Kind::prependFilename:
-        return AppState::prependFilename{primaryText + separatorText};
+        return TextCommentActions::prependFilename{primaryText + separatorText};
     case Kind::appendFilename:
-        return AppState::appendFilename{separatorText + primaryText};
+        return TextCommentActions::appendFilename{separatorText + primaryText};
     case Kind::replaceInFilename:
-        return AppState::replaceInFilename{primaryText, replacementText};
+        return TextCommentActions::replaceInFilename{primaryText, replacementText};
     case Kind::addToComment:
-        return AppState::addToComment{primaryText};
+        return TextCommentActions::addToComment{primaryText};
     case Kind::removeFromComment:
-        return AppState::removeFromComment{primaryText};
+        return TextCommentActions::removeFromComment{primaryText};
     case Kind::clearComment:
         break;
     }
-    return AppState::clearComment{};
+    return TextCommentActions::clearComment{};
 }
 
 void TextCommentToolsSheet::apply()
 {
-    if (!state || !canApply())
+    if (!canApply())
         return;
-    state->applyTextCommentAction(makeAction(), sheetContext.targets);
+    CommentWrites::applyTextCommentAction(*host(), makeAction(), sheetContext.targets);
+    close();
 }
 
-void TextCommentToolsSheet::cancel()
+QString TextCommentToolsSheet::title() const
 {
-    if (state)
-        state->setTextCommentToolsContext(std::nullopt);
+    return QStringLiteral("Text & Comment Tools");
+}
+
+QList<Session::Field> TextCommentToolsSheet::fields()
+{
+    const auto choose = [this](const QString &value) -> std::optional<QString> {
+        auto parsed = actionKindFromCaseName(value);
+        if (!parsed)
+            parsed = actionKindFromString(value);
+        if (!parsed)
+            return QStringLiteral("No action “%1”; choose prependFilename, appendFilename, replaceInFilename, "
+                                  "addToComment, removeFromComment or clearComment.")
+                .arg(value);
+        setAction(*parsed);
+        return std::nullopt;
+    };
+    const auto text = [this](void (TextCommentToolsSheet::*set)(const QString &)) {
+        return [this, set](const QString &value) -> std::optional<QString> {
+            (this->*set)(value);
+            return std::nullopt;
+        };
+    };
+    // The value itself, or the label the sheet shows for it ("space", "None").
+    const auto separate = [this](const QString &value) -> std::optional<QString> {
+        QString chosen = value;
+        for (const auto &choice : separators()) {
+            if (value == choice.label)
+                chosen = choice.value;
+        }
+        setSeparator(chosen);
+        return std::nullopt;
+    };
+    return {{QStringLiteral("action"), QStringLiteral("ACTION"), choose},
+            {QStringLiteral("primary"), QStringLiteral("TEXT"), text(&TextCommentToolsSheet::setPrimary)},
+            {QStringLiteral("replacement"), QStringLiteral("TEXT"), text(&TextCommentToolsSheet::setReplacement)},
+            {QStringLiteral("separator"), QStringLiteral("TEXT"), separate}};
+}
+
+std::optional<QString> TextCommentToolsSheet::missingFields(const QStringList &)
+{
+    if (kind != Kind::clearComment && primaryText.isEmpty())
+        return QStringLiteral("%1 needs --set primary=TEXT.").arg(toString(kind));
+    return problem();
+}
+
+std::optional<QString> TextCommentToolsSheet::perform()
+{
+    if (!canApply())
+        return problem();
+    apply();
+    return std::nullopt;
+}
+
+QJsonObject TextCommentToolsSheet::toJson() const
+{
+    QJsonObject object = Session::toJson();
+    object.insert(QStringLiteral("action"), caseName(kind));
+    object.insert(QStringLiteral("primary"), primaryText);
+    return object;
 }

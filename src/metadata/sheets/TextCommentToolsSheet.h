@@ -1,15 +1,13 @@
 #pragma once
 
-#include "app/AppState.h"
+#include "foundation/Session.h"
 #include "metadata/sheets/SheetContexts.h"
-
-#include <QObject>
-#include <QPointer>
+#include "metadata/sheets/TextCommentActions.h"
 
 // What the Text & Comment Tools sheet shows and does: one of six operations on
 // the names or comments of the selected files, with a before and after of the
 // first file.
-class TextCommentToolsSheet : public QObject {
+class TextCommentToolsSheet : public Session {
     Q_OBJECT
 public:
     enum class ActionKind {
@@ -38,14 +36,14 @@ public:
     };
     static const QList<SeparatorChoice> &separators();
 
-    // A field of the form: its label and its placeholder.
-    struct Field {
+    // A text box of the form: its label and its placeholder.
+    struct FormField {
         QString label;
         QString placeholder;
-        bool operator==(const Field &) const = default;
+        bool operator==(const FormField &) const = default;
     };
 
-    TextCommentToolsSheet(AppState &state, TextCommentToolsContext context, QObject *parent = nullptr);
+    TextCommentToolsSheet(SessionHost &host, TextCommentToolsContext context, QObject *parent = nullptr);
 
     const TextCommentToolsContext &context() const { return sheetContext; }
     ActionKind action() const { return kind; }
@@ -60,8 +58,8 @@ public:
     // "3 files selected"
     QString subtitle() const;
     // The primary field and, for find and replace, the second one.
-    Field primaryField() const;
-    std::optional<Field> replacementField() const;
+    FormField primaryField() const;
+    std::optional<FormField> replacementField() const;
     bool showsSeparators() const;
     // What the separator does, under the choices; empty for the other actions.
     QString separatorNote() const;
@@ -75,16 +73,20 @@ public:
     std::optional<QString> problem() const;
     bool canApply() const;
     QString applyLabel() const;
-    AppState::TextCommentAction makeAction() const;
+    TextCommentActions::TextCommentAction makeAction() const;
 
+    // Carries out the action on every target and closes; does nothing while it can't apply.
     void apply();
-    void cancel();
 
-signals:
-    void changed();
+    QString title() const override;
+    // action (the case name or the label), primary, replacement, separator (the value or its label).
+    QList<Field> fields() override;
+    // The primary text is needed by every action but clearComment, and a rename must be possible.
+    std::optional<QString> missingFields(const QStringList &set) override;
+    std::optional<QString> perform() override;
+    QJsonObject toJson() const override;
 
 private:
-    QPointer<AppState> state;
     TextCommentToolsContext sheetContext;
     ActionKind kind = ActionKind::prependFilename;
     QString primaryText;

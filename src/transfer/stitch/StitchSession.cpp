@@ -1,7 +1,7 @@
 #include "transfer/stitch/StitchSession.h"
 
-#include "app/AppState.h"
 #include "foundation/Interaction.h"
+#include "foundation/SessionHost.h"
 #include "transfer/stitch/ImageSource.h"
 
 #include <QDir>
@@ -66,8 +66,8 @@ std::optional<int> StitchSession::cap(Resolution resolution)
     return value > 0 ? std::optional<int>(value) : std::nullopt;
 }
 
-StitchSession::StitchSession(QStringList sources, AppState &appState, QObject *parent)
-    : QObject(parent), sourceList(std::move(sources)), state(&appState),
+StitchSession::StitchSession(SessionHost &host, QStringList sources, QObject *parent)
+    : Session(host, std::move(sources), parent),
       baseName(QStringLiteral("stitched-") +
                QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("yyyy-MM-dd-HHmm")))
 {
@@ -80,7 +80,7 @@ void StitchSession::readSizes()
 {
     // Headers only: the estimate never decodes an image.
     sizes.clear();
-    for (const QString &source : sourceList)
+    for (const QString &source : sources())
         sizes.append(ImageSource::pixelSize(source));
 }
 
@@ -280,8 +280,8 @@ void StitchSession::start()
     // Nothing is replaced unasked: the old file goes only once the new one is complete, and only on the word.
     // A file that appears there while the run works is never replaced.
     StitchRunner::Existing existing = StitchRunner::Existing::keep;
-    if (QFileInfo::exists(output) && state) {
-        const int answer = state->interaction().alert(
+    if (QFileInfo::exists(output)) {
+        const int answer = host()->interaction().alert(
             {QStringLiteral("“%1” already exists.").arg(outputFileName()),
              QStringLiteral("Replacing it overwrites its current contents once the new file is complete."),
              {QStringLiteral("Replace"), QStringLiteral("Cancel")}});
@@ -290,7 +290,7 @@ void StitchSession::start()
         existing = StitchRunner::Existing::replace;
     }
 
-    const qsizetype n = sourceList.size();
+    const qsizetype n = sources().size();
     const QString step = chosenMode == StitchRunner::Mode::pdf
                              ? QStringLiteral("Building PDF from %1").arg(imageCount(n))
                              : QStringLiteral("Stitching %1").arg(imageCount(n));
@@ -302,32 +302,102 @@ void StitchSession::start()
     const double spacingChoice = gap;
     const bool whiteChoice = white;
     const std::optional<int> capChoice = cap(chosenResolution);
-    const QStringList sources = sourceList;
+    const QStringList files = sources();
     QPointer<StitchSession> self(this);
-    activeTask = std::make_unique<BackgroundTask>([=](std::stop_token stop) {
-        const auto progress = [self, startedAt](const QString &text, int doneCount, int total) {
-            postToMain(self, [self, text, doneCount, total, startedAt] {
-                if (self && std::holds_alternative<running>(self->current))
-                    self->setPhase(running{{text, doneCount, total, startedAt}});
-            });
-        };
-        const StitchRunner::Result result =
-            mode == StitchRunner::Mode::pdf ? StitchRunner::runPDF(sources, output, progress, stop, existing)
-                                            : StitchRunner::runImage(sources, output, layoutChoice, spacingChoice,
-                                                                     whiteChoice, capChoice, progress, stop, existing);
-        postToMain(self, [self, result] {
-            if (!self)
-                return;
+    runTask<StitchRunner::Result>(
+        [=](std::stop_token stop) {
+            const auto progress = [self, startedAt](const QString &text, int doneCount, int total) {
+                postToMain(self, [self, text, doneCount, total, startedAt] {
+                    if (self && std::holds_alternative<running>(self->current))
+                        self->setPhase(running{{text, doneCount, total, startedAt}});
+                });
+            };
+            return mode == StitchRunner::Mode::pdf
+                       ? StitchRunner::runPDF(files, output, progress, stop, existing)
+                       : StitchRunner::runImage(files, output, layoutChoice, spacingChoice, whiteChoice, capChoice,
+                                                progress, stop, existing);
+        },
+        [this](const StitchRunner::Result &result) {
             if (result.failed)
-                self->setPhase(failed{result.errorMessage.value_or(QStringLiteral("Cancelled."))});
+                setPhase(failed{result.errorMessage.value_or(QStringLiteral("Cancelled."))});
             else
-                self->setPhase(done{result});
+                setPhase(done{result});
         });
-    });
 }
 
 void StitchSession::cancel()
 {
-    if (activeTask)
-        activeTask->cancel();
+    if (isRunning())
+        Session::cancel();
+}
+
+QString StitchSession::title() const
+{
+    return QStringLiteral("Stitch to PDF or Image");
+}
+
+Session::PhaseKind StitchSession::phaseKind() const
+{
+    if (std::holds_alternative<running>(current))
+        return PhaseKind::running;
+    if (std::holds_alternative<done>(current))
+        return PhaseKind::done;
+    if (std::holds_alternative<failed>(current))
+        return PhaseKind::failed;
+    return PhaseKind::configuring;
+}
+
+QList<Session::Field> StitchSession::fields()
+{
+    const auto choice = [this](const QString &name, const QString &accepts, auto parse, auto set) -> Field {
+        return {name, accepts, [this, name, accepts, parse, set](const QString &value) -> std::optional<QString> {
+                    const auto parsed = parse(value);
+                    if (!parsed)
+                        return QStringLiteral("%1 is %2, not “%3”.").arg(name, accepts, value);
+                    (this->*set)(*parsed);
+                    return std::nullopt;
+                }};
+    };
+    const auto number = [](const QString &value) -> std::optional<double> {
+        bool ok = false;
+        const double parsed = value.toDouble(&ok);
+        return ok ? std::optional<double>(parsed) : std::nullopt;
+    };
+    const auto truth = [](const QString &value) -> std::optional<bool> {
+        if (value != QLatin1String("true") && value != QLatin1String("false"))
+            return std::nullopt;
+        return value == QLatin1String("true");
+    };
+    const auto text = [](const QString &value) -> std::optional<QString> { return value; };
+    const auto folder = [](const QString &value) -> std::optional<std::optional<QString>> {
+        return std::optional<QString>(QFileInfo(value).absoluteFilePath());
+    };
+    return {
+        choice(QStringLiteral("mode"), QStringLiteral("pdf or image"), &StitchRunner::modeFromString,
+               &StitchSession::setMode),
+        choice(QStringLiteral("layout"), QStringLiteral("vertical, horizontal or grid"),
+               &StitchRunner::layoutFromString, &StitchSession::setLayout),
+        choice(QStringLiteral("resolution"), QStringLiteral("full, large, medium or small"),
+               &StitchSession::resolutionFromString, &StitchSession::setResolution),
+        choice(QStringLiteral("spacing"), QStringLiteral("a number of pixels"), number, &StitchSession::setSpacing),
+        choice(QStringLiteral("backgroundIsWhite"), QStringLiteral("true or false"), truth,
+               &StitchSession::setBackgroundIsWhite),
+        choice(QStringLiteral("outputBaseName"), QStringLiteral("NAME"), text, &StitchSession::setOutputBaseName),
+        choice(QStringLiteral("destinationURL"), QStringLiteral("FOLDER"), folder, &StitchSession::setDestinationURL)};
+}
+
+std::optional<QString> StitchSession::perform()
+{
+    if (!destination) {
+        // The sheet's own folder panel, which --dest answers.
+        PanelRequest panel;
+        panel.title = QStringLiteral("Choose a destination folder");
+        panel.canChooseFiles = false;
+        panel.canChooseDirectories = true;
+        const QStringList chosen = host()->interaction().panel(panel);
+        if (!chosen.isEmpty())
+            setDestinationURL(QFileInfo(chosen.first()).absoluteFilePath());
+    }
+    start();
+    return std::nullopt;
 }

@@ -1,22 +1,17 @@
 #pragma once
 
-#include "foundation/Concurrency.h"
+#include "foundation/Session.h"
 #include "transfer/stitch/StitchRunner.h"
 
 #include <QDateTime>
 #include <QHash>
 #include <QJsonObject>
-#include <QObject>
-#include <QPointer>
 
-#include <memory>
 #include <variant>
-
-class AppState;
 
 // The Stitch sheet's state: the choices, the size estimate from the images'
 // headers, and the run on its background task.
-class StitchSession : public QObject {
+class StitchSession : public Session {
     Q_OBJECT
 public:
     enum class Resolution { full, large, medium, small };
@@ -51,10 +46,10 @@ public:
     };
     using Phase = std::variant<running, done, failed, configuring>;
 
-    StitchSession(QStringList sources, AppState &state, QObject *parent = nullptr);
+    StitchSession(SessionHost &host, QStringList sources, QObject *parent = nullptr);
     ~StitchSession() override;
 
-    const QStringList &sources() const { return sourceList; }
+    const QStringList &sources() const { return targets(); }
     const Phase &phase() const { return current; }
 
     StitchRunner::Mode mode() const { return chosenMode; }
@@ -88,23 +83,29 @@ public:
     static QString imagesLine(const StitchRunner::Result &result);
     static QString skippedLine(const StitchRunner::Result &result);
     // The phase as the headless run prints it.
-    QJsonObject toJson() const;
-    QStringList describe() const;
+    QJsonObject toJson() const override;
+    QStringList describe() const override;
 
     // Starts the run, asking first when a file of that name is there.
     void start();
-    void cancel();
+    // Stops a run; the sheet stays until it is closed.
+    void cancel() override;
+
+    QString title() const override;
+    // mode, layout, resolution, spacing, backgroundIsWhite, outputBaseName, destinationURL. None is a
+    // content field: the run changes no file it was given, only writes a new one made from them.
+    QList<Field> fields() override;
+    // Asks for the destination folder when none is set, then starts.
+    std::optional<QString> perform() override;
+    PhaseKind phaseKind() const override;
 
 signals:
-    void changed();
     void phaseChanged();
 
 private:
     void setPhase(Phase phase);
     void readSizes();
 
-    QStringList sourceList;
-    QPointer<AppState> state;
     Phase current = configuring{};
     StitchRunner::Mode chosenMode = StitchRunner::Mode::pdf;
     StitchRunner::Layout chosenLayout = StitchRunner::Layout::vertical;
@@ -114,5 +115,4 @@ private:
     bool white = false;
     Resolution chosenResolution = Resolution::full;
     QList<std::optional<QSize>> sizes;
-    std::unique_ptr<BackgroundTask> activeTask;
 };

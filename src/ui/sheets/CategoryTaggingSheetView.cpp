@@ -28,9 +28,8 @@ QWidget *emptyState(QWidget *parent)
 
 } // namespace
 
-CategoryTaggingSheetView::CategoryTaggingSheetView(AppState &state, const CategoryTaggingContext &context,
-                                                   QWidget *parent)
-    : SheetDialog(QStringLiteral("Choose a category"), parent), sheet(state, context),
+CategoryTaggingSheetView::CategoryTaggingSheetView(CategoryTaggingSheet &model, QWidget *parent)
+    : SheetDialog(QStringLiteral("Choose a category"), parent), sheet(&model),
       newCategory(
           new QPushButton(Symbols::icon(QStringLiteral("plus.app.fill")), QStringLiteral("New category"), this)),
       form(new QWidget(this)), draftName(new QLineEdit(form)), draftTags(new QLineEdit(form)),
@@ -80,47 +79,48 @@ CategoryTaggingSheetView::CategoryTaggingSheetView(AppState &state, const Catego
     content()->addWidget(summary);
 
     connect(newCategory, &QPushButton::clicked, this, [this] {
-        sheet.setAddingCategory(true);
+        sheet->setAddingCategory(true);
         draftName->setFocus();
     });
-    connect(draftName, &QLineEdit::textEdited, &sheet, &CategoryTaggingSheet::setDraftName);
-    connect(draftTags, &QLineEdit::textEdited, &sheet, &CategoryTaggingSheet::setDraftTags);
-    connect(saveDraft, &QPushButton::clicked, &sheet, &CategoryTaggingSheet::saveDraft);
-    connect(cancelDraft, &QPushButton::clicked, &sheet, &CategoryTaggingSheet::cancelDraft);
+    connect(draftName, &QLineEdit::textEdited, sheet, &CategoryTaggingSheet::setDraftName);
+    connect(draftTags, &QLineEdit::textEdited, sheet, &CategoryTaggingSheet::setDraftTags);
+    connect(saveDraft, &QPushButton::clicked, sheet, &CategoryTaggingSheet::saveDraft);
+    connect(cancelDraft, &QPushButton::clicked, sheet, &CategoryTaggingSheet::cancelDraft);
     // Selection, not the current row: the list makes its first row current when
     // it takes the focus, and that isn't a choice.
     connect(list, &QListWidget::itemSelectionChanged, this, [this] {
         const QList<QListWidgetItem *> items = list->selectedItems();
         if (!items.isEmpty())
-            sheet.setSelectedCategoryID(items.first()->data(Qt::UserRole).toUuid());
+            sheet->setSelectedCategoryID(items.first()->data(Qt::UserRole).toUuid());
     });
-    connect(applyButton(), &QPushButton::clicked, &sheet, &CategoryTaggingSheet::apply);
-    connect(&sheet, &CategoryTaggingSheet::changed, this, &CategoryTaggingSheetView::refresh);
+    connect(applyButton(), &QPushButton::clicked, sheet, &CategoryTaggingSheet::apply);
+    connect(sheet, &CategoryTaggingSheet::changed, this, &CategoryTaggingSheetView::refresh);
     refresh();
 }
 
 void CategoryTaggingSheetView::cancelSheet()
 {
-    sheet.cancel();
+    if (sheet)
+        sheet->cancel();
 }
 
 void CategoryTaggingSheetView::refresh()
 {
-    subtitle()->setText(sheet.subtitle());
-    form->setVisible(sheet.addingCategory());
+    subtitle()->setText(sheet->subtitle());
+    form->setVisible(sheet->addingCategory());
     // Return saves the draft while the form is open, and only then applies.
-    saveButton->setDefault(sheet.addingCategory());
-    applyButton()->setDefault(!sheet.addingCategory());
-    newCategory->setEnabled(!sheet.addingCategory());
-    if (draftName->text() != sheet.draftName())
-        draftName->setText(sheet.draftName());
-    if (draftTags->text() != sheet.draftTags())
-        draftTags->setText(sheet.draftTags());
-    draftRefusal->setText(sheet.draftRefusal());
-    draftRefusal->setVisible(!sheet.draftRefusal().isEmpty());
+    saveButton->setDefault(sheet->addingCategory());
+    applyButton()->setDefault(!sheet->addingCategory());
+    newCategory->setEnabled(!sheet->addingCategory());
+    if (draftName->text() != sheet->draftName())
+        draftName->setText(sheet->draftName());
+    if (draftTags->text() != sheet->draftTags())
+        draftTags->setText(sheet->draftTags());
+    draftRefusal->setText(sheet->draftRefusal());
+    draftRefusal->setVisible(!sheet->draftRefusal().isEmpty());
 
     const QSignalBlocker blocker(list);
-    const QList<Category> &categories = sheet.categories();
+    const QList<Category> &categories = sheet->categories();
     bool same = list->count() == categories.size();
     for (int row = 0; same && row < list->count(); ++row)
         same = list->item(row)->data(Qt::UserRole + 1).value<Category>() == categories[row];
@@ -136,7 +136,7 @@ void CategoryTaggingSheetView::refresh()
             item->setToolTip(category.tags.join(QStringLiteral(", ")));
         }
     }
-    const auto selected = sheet.selectedCategory();
+    const auto selected = sheet->selectedCategory();
     for (int row = 0; row < list->count(); ++row) {
         QListWidgetItem *item = list->item(row);
         const bool chosen = selected && item->data(Qt::UserRole).toUuid() == selected->id;
@@ -144,10 +144,10 @@ void CategoryTaggingSheetView::refresh()
         if (chosen)
             list->scrollToItem(item);
     }
-    listOrEmpty->setCurrentIndex(sheet.categories().isEmpty() ? 1 : 0);
+    listOrEmpty->setCurrentIndex(sheet->categories().isEmpty() ? 1 : 0);
 
-    summary->setText(sheet.summary());
-    summary->setVisible(!sheet.summary().isEmpty());
-    applyButton()->setText(sheet.applyLabel());
+    summary->setText(sheet->summary());
+    summary->setVisible(!sheet->summary().isEmpty());
+    applyButton()->setText(sheet->applyLabel());
     applyButton()->setEnabled(selected.has_value());
 }

@@ -1,7 +1,9 @@
 #pragma once
 
-#include "metadata/sheets/TaggingSheets.h"
+#include "metadata/sheets/CategoryTaggingSheet.h"
 #include "ui/sheets/SheetDialog.h"
+
+#include <QPointer>
 
 class QLabel;
 class QLineEdit;
@@ -14,10 +16,9 @@ class QStackedWidget;
 class CategoryTaggingSheetView : public SheetDialog {
     Q_OBJECT
 public:
-    CategoryTaggingSheetView(AppState &state, const CategoryTaggingContext &context, QWidget *parent = nullptr);
+    explicit CategoryTaggingSheetView(CategoryTaggingSheet &model, QWidget *parent = nullptr);
 
-    CategoryTaggingSheet &model() { return sheet; }
-    const CategoryTaggingContext &context() const { return sheet.context(); }
+    CategoryTaggingSheet *model() const { return sheet; }
 
 protected:
     void cancelSheet() override;
@@ -25,7 +26,7 @@ protected:
 private:
     void refresh();
 
-    CategoryTaggingSheet sheet;
+    QPointer<CategoryTaggingSheet> sheet;
     QPushButton *newCategory;
     QWidget *form;
     QLineEdit *draftName;

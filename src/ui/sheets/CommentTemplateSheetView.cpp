@@ -25,9 +25,8 @@ QLabel *section(const QString &title, QWidget *parent)
 
 } // namespace
 
-CommentTemplateSheetView::CommentTemplateSheetView(AppState &state, const CommentTemplateContext &context,
-                                                   QWidget *parent)
-    : SheetDialog(QStringLiteral("Apply Comment Template"), parent), sheet(state, context), rows(new QWidget(this)),
+CommentTemplateSheetView::CommentTemplateSheetView(CommentTemplatePickerSheet &model, QWidget *parent)
+    : SheetDialog(QStringLiteral("Apply Comment Template"), parent), sheet(&model), rows(new QWidget(this)),
       rowsLayout(new QVBoxLayout(rows)), newTemplate(new QPushButton(Symbols::icon(QStringLiteral("plus.app.fill")),
                                                                      QStringLiteral("New template"), this)),
       form(new QWidget(this)), newName(new QLineEdit(form)), newBody(new QPlainTextEdit(form)),
@@ -92,30 +91,31 @@ CommentTemplateSheetView::CommentTemplateSheetView(AppState &state, const Commen
     content()->addWidget(explanation);
 
     connect(newTemplate, &QPushButton::clicked, this, [this] {
-        sheet.setAddingTemplate(true);
+        sheet->setAddingTemplate(true);
         newName->setFocus();
     });
-    connect(newName, &QLineEdit::textEdited, &sheet, &CommentTemplatePickerSheet::setNewTemplateName);
-    connect(newBody, &QPlainTextEdit::textChanged, this, [this] { sheet.setNewTemplateBody(newBody->toPlainText()); });
-    connect(saveNew, &QPushButton::clicked, &sheet, &CommentTemplatePickerSheet::saveNewTemplate);
-    connect(cancelNew, &QPushButton::clicked, &sheet, &CommentTemplatePickerSheet::cancelNewTemplate);
-    connect(body, &QPlainTextEdit::textChanged, this, [this] { sheet.setCustomBody(body->toPlainText()); });
+    connect(newName, &QLineEdit::textEdited, sheet, &CommentTemplatePickerSheet::setNewTemplateName);
+    connect(newBody, &QPlainTextEdit::textChanged, this, [this] { sheet->setNewTemplateBody(newBody->toPlainText()); });
+    connect(saveNew, &QPushButton::clicked, sheet, &CommentTemplatePickerSheet::saveNewTemplate);
+    connect(cancelNew, &QPushButton::clicked, sheet, &CommentTemplatePickerSheet::cancelNewTemplate);
+    connect(body, &QPlainTextEdit::textChanged, this, [this] { sheet->setCustomBody(body->toPlainText()); });
     connect(replace, &QRadioButton::toggled, this, [this](bool on) {
         if (on)
-            sheet.setMode(FinderMetadata::ApplyMode::replace);
+            sheet->setMode(FinderMetadata::ApplyMode::replace);
     });
     connect(append, &QRadioButton::toggled, this, [this](bool on) {
         if (on)
-            sheet.setMode(FinderMetadata::ApplyMode::append);
+            sheet->setMode(FinderMetadata::ApplyMode::append);
     });
-    connect(applyButton(), &QPushButton::clicked, &sheet, &CommentTemplatePickerSheet::apply);
-    connect(&sheet, &CommentTemplatePickerSheet::changed, this, &CommentTemplateSheetView::refresh);
+    connect(applyButton(), &QPushButton::clicked, sheet, &CommentTemplatePickerSheet::apply);
+    connect(sheet, &CommentTemplatePickerSheet::changed, this, &CommentTemplateSheetView::refresh);
     refresh();
 }
 
 void CommentTemplateSheetView::cancelSheet()
 {
-    sheet.cancel();
+    if (sheet)
+        sheet->cancel();
 }
 
 void CommentTemplateSheetView::rebuildRows()
@@ -124,7 +124,7 @@ void CommentTemplateSheetView::rebuildRows()
         delete item->widget();
         delete item;
     }
-    for (const CommentTemplate &commentTemplate : sheet.templates()) {
+    for (const CommentTemplate &commentTemplate : sheet->templates()) {
         auto *row = new QWidget(rows);
         auto *layout = new QHBoxLayout(row);
         layout->setContentsMargins(4, 2, 4, 2);
@@ -132,7 +132,7 @@ void CommentTemplateSheetView::rebuildRows()
         tick->setObjectName(QStringLiteral("tick"));
         tick->setProperty("templateID", commentTemplate.id);
         tick->setToolTip(commentTemplate.body);
-        tick->setChecked(sheet.selectedTemplateIDs().contains(commentTemplate.id));
+        tick->setChecked(sheet->selectedTemplateIDs().contains(commentTemplate.id));
         auto *preview = new QLabel(commentTemplate.body.section(QLatin1Char('\n'), 0, 0), row);
         preview->setEnabled(false);
         auto *remove = new QToolButton(row);
@@ -144,40 +144,40 @@ void CommentTemplateSheetView::rebuildRows()
         layout->addWidget(remove);
         rowsLayout->addWidget(row);
         const QUuid id = commentTemplate.id;
-        connect(tick, &QCheckBox::toggled, this, [this, id](bool on) { sheet.setTicked(id, on); });
-        connect(remove, &QToolButton::clicked, this, [this, id] { sheet.deleteTemplate(id); });
+        connect(tick, &QCheckBox::toggled, this, [this, id](bool on) { sheet->setTicked(id, on); });
+        connect(remove, &QToolButton::clicked, this, [this, id] { sheet->deleteTemplate(id); });
     }
     rowsLayout->addStretch(1);
 }
 
 void CommentTemplateSheetView::refresh()
 {
-    subtitle()->setText(sheet.subtitle());
-    if (sheet.templates() != shownTemplates) {
-        shownTemplates = sheet.templates();
+    subtitle()->setText(sheet->subtitle());
+    if (sheet->templates() != shownTemplates) {
+        shownTemplates = sheet->templates();
         // Rebuilt once the current signal has returned: a row's own delete
         // button may be what brought us here.
         QMetaObject::invokeMethod(this, &CommentTemplateSheetView::rebuildRows, Qt::QueuedConnection);
     } else {
         for (QCheckBox *tick : rows->findChildren<QCheckBox *>()) {
             const QSignalBlocker blocker(tick);
-            tick->setChecked(sheet.selectedTemplateIDs().contains(tick->property("templateID").toUuid()));
+            tick->setChecked(sheet->selectedTemplateIDs().contains(tick->property("templateID").toUuid()));
         }
     }
-    form->setVisible(sheet.addingTemplate());
+    form->setVisible(sheet->addingTemplate());
     // Return saves the draft while the form is open, and only then applies.
-    saveButton->setDefault(sheet.addingTemplate());
-    applyButton()->setDefault(!sheet.addingTemplate());
-    newTemplate->setEnabled(!sheet.addingTemplate());
-    if (newName->text() != sheet.newTemplateName())
-        newName->setText(sheet.newTemplateName());
-    if (newBody->toPlainText() != sheet.newTemplateBody())
-        newBody->setPlainText(sheet.newTemplateBody());
-    if (body->toPlainText() != sheet.customBody())
-        body->setPlainText(sheet.customBody());
-    const bool replacing = sheet.mode() == FinderMetadata::ApplyMode::replace;
+    saveButton->setDefault(sheet->addingTemplate());
+    applyButton()->setDefault(!sheet->addingTemplate());
+    newTemplate->setEnabled(!sheet->addingTemplate());
+    if (newName->text() != sheet->newTemplateName())
+        newName->setText(sheet->newTemplateName());
+    if (newBody->toPlainText() != sheet->newTemplateBody())
+        newBody->setPlainText(sheet->newTemplateBody());
+    if (body->toPlainText() != sheet->customBody())
+        body->setPlainText(sheet->customBody());
+    const bool replacing = sheet->mode() == FinderMetadata::ApplyMode::replace;
     replace->setChecked(replacing);
     append->setChecked(!replacing);
-    explanation->setText(sheet.modeExplanation());
-    applyButton()->setText(sheet.applyLabel());
+    explanation->setText(sheet->modeExplanation());
+    applyButton()->setText(sheet->applyLabel());
 }

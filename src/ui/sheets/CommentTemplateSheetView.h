@@ -3,6 +3,8 @@
 #include "metadata/sheets/CommentTemplatePickerSheet.h"
 #include "ui/sheets/SheetDialog.h"
 
+#include <QPointer>
+
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -15,10 +17,9 @@ class QVBoxLayout;
 class CommentTemplateSheetView : public SheetDialog {
     Q_OBJECT
 public:
-    CommentTemplateSheetView(AppState &state, const CommentTemplateContext &context, QWidget *parent = nullptr);
+    explicit CommentTemplateSheetView(CommentTemplatePickerSheet &model, QWidget *parent = nullptr);
 
-    CommentTemplatePickerSheet &model() { return sheet; }
-    const CommentTemplateContext &context() const { return sheet.context(); }
+    CommentTemplatePickerSheet *model() const { return sheet; }
 
 protected:
     void cancelSheet() override;
@@ -27,7 +28,7 @@ private:
     void refresh();
     void rebuildRows();
 
-    CommentTemplatePickerSheet sheet;
+    QPointer<CommentTemplatePickerSheet> sheet;
     QList<CommentTemplate> shownTemplates;
     QWidget *rows;
     QVBoxLayout *rowsLayout;

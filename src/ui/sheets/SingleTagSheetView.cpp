@@ -10,10 +10,10 @@
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
-SingleTagSheetView::SingleTagSheetView(AppState &state, const SingleTagSelectorContext &context, QWidget *parent)
-    : SheetDialog(QStringLiteral("Choose one or more tags"), parent), sheet(state, context),
-      filter(new QLineEdit(this)), listOrEmpty(new QStackedWidget(this)), list(new QListWidget(listOrEmpty)),
-      empty(new QLabel(listOrEmpty)), count(new QLabel(this))
+SingleTagSheetView::SingleTagSheetView(SingleTagSelectorSheet &model, QWidget *parent)
+    : SheetDialog(QStringLiteral("Choose one or more tags"), parent), sheet(&model), filter(new QLineEdit(this)),
+      listOrEmpty(new QStackedWidget(this)), list(new QListWidget(listOrEmpty)), empty(new QLabel(listOrEmpty)),
+      count(new QLabel(this))
 {
     setMinimumHeight(460);
     filter->setObjectName(QStringLiteral("filterField"));
@@ -34,24 +34,25 @@ SingleTagSheetView::SingleTagSheetView(AppState &state, const SingleTagSelectorC
     count->setObjectName(QStringLiteral("footerLabel"));
     footer()->insertWidget(0, count);
 
-    connect(filter, &QLineEdit::textChanged, &sheet, &SingleTagSelectorSheet::setQuery);
+    connect(filter, &QLineEdit::textChanged, sheet, &SingleTagSelectorSheet::setQuery);
     // A click anywhere on the row toggles it; the box only shows the state.
     connect(list, &QListWidget::itemClicked, this,
-            [this](QListWidgetItem *item) { sheet.toggle(item->data(Qt::UserRole).toString()); });
-    connect(applyButton(), &QPushButton::clicked, &sheet, &SingleTagSelectorSheet::apply);
-    connect(&sheet, &SingleTagSelectorSheet::changed, this, &SingleTagSheetView::refresh);
+            [this](QListWidgetItem *item) { sheet->toggle(item->data(Qt::UserRole).toString()); });
+    connect(applyButton(), &QPushButton::clicked, sheet, &SingleTagSelectorSheet::apply);
+    connect(sheet, &SingleTagSelectorSheet::changed, this, &SingleTagSheetView::refresh);
     refresh();
 }
 
 void SingleTagSheetView::cancelSheet()
 {
-    sheet.cancel();
+    if (sheet)
+        sheet->cancel();
 }
 
 void SingleTagSheetView::refresh()
 {
-    subtitle()->setText(sheet.subtitle());
-    const QStringList tags = sheet.visibleTags();
+    subtitle()->setText(sheet->subtitle());
+    const QStringList tags = sheet->visibleTags();
     QStringList shown;
     for (int row = 0; row < list->count(); ++row)
         shown.append(list->item(row)->data(Qt::UserRole).toString());
@@ -66,12 +67,12 @@ void SingleTagSheetView::refresh()
     }
     for (int row = 0; row < list->count(); ++row) {
         QListWidgetItem *item = list->item(row);
-        item->setCheckState(sheet.selected().contains(item->data(Qt::UserRole).toString()) ? Qt::Checked
-                                                                                           : Qt::Unchecked);
+        item->setCheckState(sheet->selected().contains(item->data(Qt::UserRole).toString()) ? Qt::Checked
+                                                                                            : Qt::Unchecked);
     }
-    const QString emptyText = sheet.emptyText();
+    const QString emptyText = sheet->emptyText();
     empty->setText(emptyText);
     listOrEmpty->setCurrentIndex(emptyText.isEmpty() ? 0 : 1);
-    count->setText(sheet.footer());
-    applyButton()->setText(sheet.applyLabel());
+    count->setText(sheet->footer());
+    applyButton()->setText(sheet->applyLabel());
 }

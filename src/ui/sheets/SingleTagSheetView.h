@@ -1,7 +1,9 @@
 #pragma once
 
-#include "metadata/sheets/TaggingSheets.h"
+#include "metadata/sheets/SingleTagSelectorSheet.h"
 #include "ui/sheets/SheetDialog.h"
+
+#include <QPointer>
 
 class QLabel;
 class QLineEdit;
@@ -12,10 +14,9 @@ class QStackedWidget;
 class SingleTagSheetView : public SheetDialog {
     Q_OBJECT
 public:
-    SingleTagSheetView(AppState &state, const SingleTagSelectorContext &context, QWidget *parent = nullptr);
+    explicit SingleTagSheetView(SingleTagSelectorSheet &model, QWidget *parent = nullptr);
 
-    SingleTagSelectorSheet &model() { return sheet; }
-    const SingleTagSelectorContext &context() const { return sheet.context(); }
+    SingleTagSelectorSheet *model() const { return sheet; }
 
 protected:
     void cancelSheet() override;
@@ -23,7 +24,7 @@ protected:
 private:
     void refresh();
 
-    SingleTagSelectorSheet sheet;
+    QPointer<SingleTagSelectorSheet> sheet;
     QLineEdit *filter;
     QStackedWidget *listOrEmpty;
     QListWidget *list;

@@ -1,6 +1,5 @@
 #include "ui/sheets/StitchSheetView.h"
 
-#include "app/AppState.h"
 #include "foundation/ByteCountFormatter.h"
 #include "foundation/Interaction.h"
 #include "platform/Paths.h"
@@ -36,8 +35,8 @@ QLabel *wrapped(const char *name, QWidget *parent)
 
 } // namespace
 
-StitchSheetView::StitchSheetView(AppState &appState, StitchSession *stitch, QWidget *parent)
-    : SheetDialog(QStringLiteral("Stitch to PDF or Image"), parent), state(&appState), session(stitch),
+StitchSheetView::StitchSheetView(StitchSession &stitch, Interaction &interaction, QWidget *parent)
+    : SheetDialog(QStringLiteral("Stitch to PDF or Image"), parent), asker(&interaction), session(&stitch),
       pages(new QStackedWidget(this)), modes(new QButtonGroup(this)), layout(new QComboBox(this)),
       resolution(new QComboBox(this)), spacing(new QDoubleSpinBox(this)),
       white(new QCheckBox(QStringLiteral("White background"), this)), estimate(wrapped("estimateLabel", this)),
@@ -152,7 +151,7 @@ StitchSheetView::StitchSheetView(AppState &appState, StitchSession *stitch, QWid
 
 void StitchSheetView::chooseDestination()
 {
-    if (!state || !session)
+    if (!session)
         return;
     PanelRequest panel;
     panel.title = QStringLiteral("Choose a destination folder");
@@ -160,7 +159,7 @@ void StitchSheetView::chooseDestination()
     panel.canChooseFiles = false;
     panel.canChooseDirectories = true;
     panel.directory = session->destinationURL().value_or(QFileInfo(session->sources().value(0)).absolutePath());
-    const QStringList chosen = state->interaction().panel(panel);
+    const QStringList chosen = asker->panel(panel);
     if (!chosen.isEmpty())
         session->setDestinationURL(chosen.first());
 }
@@ -178,10 +177,10 @@ void StitchSheetView::reject()
 void StitchSheetView::cancelSheet()
 {
     // Closing while it runs stops the run; the runner leaves nothing behind.
-    if (session)
+    if (session) {
         session->cancel();
-    if (state)
-        state->setStitchSession(nullptr);
+        session->close();
+    }
 }
 
 void StitchSheetView::refresh()

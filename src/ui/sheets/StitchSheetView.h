@@ -5,7 +5,7 @@
 
 #include <QPointer>
 
-class AppState;
+class Interaction;
 class QButtonGroup;
 class QCheckBox;
 class QComboBox;
@@ -20,9 +20,9 @@ class QStackedWidget;
 class StitchSheetView : public SheetDialog {
     Q_OBJECT
 public:
-    StitchSheetView(AppState &state, StitchSession *session, QWidget *parent = nullptr);
+    StitchSheetView(StitchSession &session, Interaction &interaction, QWidget *parent = nullptr);
 
-    StitchSession *context() const { return session; }
+    StitchSession *model() const { return session; }
 
 protected:
     void cancelSheet() override;
@@ -32,7 +32,7 @@ private:
     void refresh();
     void chooseDestination();
 
-    QPointer<AppState> state;
+    Interaction *asker;
     QPointer<StitchSession> session;
     QStackedWidget *pages;
     QButtonGroup *modes;

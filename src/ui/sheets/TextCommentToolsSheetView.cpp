@@ -25,15 +25,14 @@ QLabel *named(QLabel *label, const char *name)
 
 } // namespace
 
-TextCommentToolsSheetView::TextCommentToolsSheetView(AppState &state, const TextCommentToolsContext &context,
-                                                     QWidget *parent)
-    : SheetDialog(QStringLiteral("Text & Comment Tools"), parent), sheet(state, context),
-      actions(new QListWidget(this)), help(named(new QLabel(this), "helpLabel")), primaryLabel(new QLabel(this)),
-      primary(new QLineEdit(this)), replacementLabel(new QLabel(this)), replacement(new QLineEdit(this)),
-      separatorRow(new QWidget(this)), separatorChoices(new QButtonGroup(this)),
-      separatorNote(named(new QLabel(this), "separatorNote")), warning(named(new QLabel(this), "warningLabel")),
-      problem(named(new QLabel(this), "problemLabel")), preview(new QWidget(this)),
-      before(named(new QLabel(preview), "beforeLabel")), after(named(new QLabel(preview), "afterLabel"))
+TextCommentToolsSheetView::TextCommentToolsSheetView(TextCommentToolsSheet &model, QWidget *parent)
+    : SheetDialog(QStringLiteral("Text & Comment Tools"), parent), sheet(&model), actions(new QListWidget(this)),
+      help(named(new QLabel(this), "helpLabel")), primaryLabel(new QLabel(this)), primary(new QLineEdit(this)),
+      replacementLabel(new QLabel(this)), replacement(new QLineEdit(this)), separatorRow(new QWidget(this)),
+      separatorChoices(new QButtonGroup(this)), separatorNote(named(new QLabel(this), "separatorNote")),
+      warning(named(new QLabel(this), "warningLabel")), problem(named(new QLabel(this), "problemLabel")),
+      preview(new QWidget(this)), before(named(new QLabel(preview), "beforeLabel")),
+      after(named(new QLabel(preview), "afterLabel"))
 {
     setMinimumSize(620, 480);
     actions->setObjectName(QStringLiteral("actionList"));
@@ -90,38 +89,39 @@ TextCommentToolsSheetView::TextCommentToolsSheetView(AppState &state, const Text
     connect(actions, &QListWidget::itemSelectionChanged, this, [this] {
         const auto items = actions->selectedItems();
         if (!items.isEmpty())
-            sheet.setAction(TextCommentToolsSheet::ActionKind(items.first()->data(Qt::UserRole).toInt()));
+            sheet->setAction(TextCommentToolsSheet::ActionKind(items.first()->data(Qt::UserRole).toInt()));
     });
-    connect(primary, &QLineEdit::textChanged, &sheet, &TextCommentToolsSheet::setPrimary);
-    connect(replacement, &QLineEdit::textChanged, &sheet, &TextCommentToolsSheet::setReplacement);
+    connect(primary, &QLineEdit::textChanged, sheet, &TextCommentToolsSheet::setPrimary);
+    connect(replacement, &QLineEdit::textChanged, sheet, &TextCommentToolsSheet::setReplacement);
     connect(separatorChoices, &QButtonGroup::idClicked, this,
-            [this](int id) { sheet.setSeparator(TextCommentToolsSheet::separators().value(id).value); });
-    connect(applyButton(), &QPushButton::clicked, &sheet, &TextCommentToolsSheet::apply);
-    connect(&sheet, &TextCommentToolsSheet::changed, this, &TextCommentToolsSheetView::refresh);
+            [this](int id) { sheet->setSeparator(TextCommentToolsSheet::separators().value(id).value); });
+    connect(applyButton(), &QPushButton::clicked, sheet, &TextCommentToolsSheet::apply);
+    connect(sheet, &TextCommentToolsSheet::changed, this, &TextCommentToolsSheetView::refresh);
     refresh();
     primary->setFocus();
 }
 
 void TextCommentToolsSheetView::cancelSheet()
 {
-    sheet.cancel();
+    if (sheet)
+        sheet->cancel();
 }
 
 void TextCommentToolsSheetView::refresh()
 {
-    subtitle()->setText(sheet.subtitle());
-    const auto kind = sheet.action();
+    subtitle()->setText(sheet->subtitle());
+    const auto kind = sheet->action();
     for (int row = 0; row < actions->count(); ++row)
         actions->item(row)->setSelected(actions->item(row)->data(Qt::UserRole).toInt() == int(kind));
     help->setText(TextCommentToolsSheet::help(kind));
 
     const bool hasPrimary = kind != TextCommentToolsSheet::ActionKind::clearComment;
-    const auto field = sheet.primaryField();
+    const auto field = sheet->primaryField();
     primaryLabel->setText(field.label);
     primary->setPlaceholderText(field.placeholder);
     primaryLabel->setVisible(hasPrimary);
     primary->setVisible(hasPrimary);
-    const auto second = sheet.replacementField();
+    const auto second = sheet->replacementField();
     replacementLabel->setVisible(second.has_value());
     replacement->setVisible(second.has_value());
     if (second) {
@@ -129,24 +129,24 @@ void TextCommentToolsSheetView::refresh()
         replacement->setPlaceholderText(second->placeholder);
     }
 
-    separatorRow->setVisible(sheet.showsSeparators());
+    separatorRow->setVisible(sheet->showsSeparators());
     const auto &choices = TextCommentToolsSheet::separators();
     for (int i = 0; i < choices.size(); ++i) {
-        if (choices[i].value == sheet.separator())
+        if (choices[i].value == sheet->separator())
             separatorChoices->button(i)->setChecked(true);
     }
-    separatorNote->setText(sheet.separatorNote());
-    separatorNote->setVisible(!sheet.separatorNote().isEmpty());
-    warning->setText(sheet.warning());
-    warning->setVisible(!sheet.warning().isEmpty());
-    const auto refusal = sheet.problem();
+    separatorNote->setText(sheet->separatorNote());
+    separatorNote->setVisible(!sheet->separatorNote().isEmpty());
+    warning->setText(sheet->warning());
+    warning->setVisible(!sheet->warning().isEmpty());
+    const auto refusal = sheet->problem();
     problem->setText(refusal.value_or(QString()));
     problem->setVisible(refusal.has_value());
 
-    const auto previewBefore = sheet.previewBefore();
+    const auto previewBefore = sheet->previewBefore();
     preview->setVisible(previewBefore.has_value());
     before->setText(previewBefore.value_or(QString()));
-    after->setText(sheet.previewAfter().value_or(QString()));
-    applyButton()->setText(sheet.applyLabel());
-    applyButton()->setEnabled(sheet.canApply());
+    after->setText(sheet->previewAfter().value_or(QString()));
+    applyButton()->setText(sheet->applyLabel());
+    applyButton()->setEnabled(sheet->canApply());
 }

@@ -3,6 +3,8 @@
 #include "metadata/sheets/TextCommentToolsSheet.h"
 #include "ui/sheets/SheetDialog.h"
 
+#include <QPointer>
+
 class QButtonGroup;
 class QLabel;
 class QLineEdit;
@@ -13,10 +15,9 @@ class QListWidget;
 class TextCommentToolsSheetView : public SheetDialog {
     Q_OBJECT
 public:
-    TextCommentToolsSheetView(AppState &state, const TextCommentToolsContext &context, QWidget *parent = nullptr);
+    explicit TextCommentToolsSheetView(TextCommentToolsSheet &model, QWidget *parent = nullptr);
 
-    TextCommentToolsSheet &model() { return sheet; }
-    const TextCommentToolsContext &context() const { return sheet.context(); }
+    TextCommentToolsSheet *model() const { return sheet; }
 
 protected:
     void cancelSheet() override;
@@ -24,7 +25,7 @@ protected:
 private:
     void refresh();
 
-    TextCommentToolsSheet sheet;
+    QPointer<TextCommentToolsSheet> sheet;
     QListWidget *actions;
     QLabel *help;
     QLabel *primaryLabel;

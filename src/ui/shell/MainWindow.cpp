@@ -1,16 +1,10 @@
 #include "ui/shell/MainWindow.h"
-#include "transfer/stitch/StitchSession.h"
 #include "ui/widgets/Typography.h"
 
 #include "ui/pages/CategoriesPage.h"
 #include "ui/pages/DashboardPage.h"
 #include "ui/pages/QuickActionsPage.h"
 #include "ui/pages/WorkflowResultsView.h"
-#include "ui/sheets/CategoryTaggingSheetView.h"
-#include "ui/sheets/CommentTemplateSheetView.h"
-#include "ui/sheets/SingleTagSheetView.h"
-#include "ui/sheets/StitchSheetView.h"
-#include "ui/sheets/TextCommentToolsSheetView.h"
 #include "ui/widgets/BannerView.h"
 #include "ui/widgets/ScanProgressCard.h"
 #include "ui/widgets/Symbols.h"
@@ -46,23 +40,6 @@ QWidget *sidebarPanel(QListWidget *list, QWidget *parent)
     layout->addWidget(list, 1);
     layout->addWidget(new QLabel(QStringLiteral("Local-first · No telemetry"), panel));
     return panel;
-}
-
-// Shows the sheet while its context holds a value: a new value replaces the
-// sheet on show, no value closes it.
-template <typename View, typename Context>
-void present(QPointer<View> &view, const std::optional<Context> &context, AppState &state, MainWindow *window)
-{
-    if (view && (!context || view->context() != *context)) {
-        view->dismiss();
-        view->deleteLater();
-        view = nullptr;
-    }
-    if (!context || view)
-        return;
-    window->showAndRaise();
-    view = new View(state, *context, window);
-    view->open();
 }
 
 } // namespace
@@ -108,7 +85,7 @@ QString MainWindow::symbol(AppState::Destination destination)
 MainWindow::MainWindow(AppState &appState, QWidget *parent)
     : QMainWindow(parent), state(&appState), bannerView(new BannerView(appState, this)),
       destinations(new QListWidget(this)), screens(new QStackedWidget(this)),
-      progress(new ScanProgressCard(appState.scanState(), this))
+      progress(new ScanProgressCard(appState.scanState(), this)), sheets(new SheetPresenter(appState, *this))
 {
     setWindowTitle(QStringLiteral("Vantrel"));
     resize(1040, 700);
@@ -148,9 +125,9 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
     connect(&appState, &AppState::selectionChanged, this, &MainWindow::followSelection);
     connect(&appState, &AppState::activationRequested, this, &MainWindow::showAndRaise);
     connect(&appState.scanState(), &ScanState::activeReportChanged, this, &MainWindow::presentReport);
-    connect(&appState, &AppState::contextsChanged, this, &MainWindow::presentSheets);
+    connect(&appState, &AppState::contextsChanged, sheets, &SheetPresenter::present);
     followSelection();
-    presentSheets();
+    sheets->present();
 }
 
 QWidget *MainWindow::currentScreen() const
@@ -199,51 +176,4 @@ void MainWindow::presentReport()
             appState->executePlan(report);
     });
     results->show();
-}
-
-SingleTagSheetView *MainWindow::singleTagSheet() const
-{
-    return singleTag;
-}
-
-CategoryTaggingSheetView *MainWindow::categoryTaggingSheet() const
-{
-    return categoryTagging;
-}
-
-CommentTemplateSheetView *MainWindow::commentTemplateSheet() const
-{
-    return commentTemplates;
-}
-
-TextCommentToolsSheetView *MainWindow::textCommentToolsSheet() const
-{
-    return textTools;
-}
-
-StitchSheetView *MainWindow::stitchSheet() const
-{
-    return stitch;
-}
-
-void MainWindow::presentSheets()
-{
-    if (!state)
-        return;
-    present(singleTag, state->singleTagSelectorContext(), *state, this);
-    present(categoryTagging, state->categoryTaggingContext(), *state, this);
-    present(commentTemplates, state->commentTemplateContext(), *state, this);
-    present(textTools, state->textCommentToolsContext(), *state, this);
-
-    StitchSession *session = state->stitchSession();
-    if (stitch && stitch->context() != session) {
-        stitch->dismiss();
-        stitch->deleteLater();
-        stitch = nullptr;
-    }
-    if (session && !stitch) {
-        showAndRaise();
-        stitch = new StitchSheetView(*state, session, this);
-        stitch->open();
-    }
 }

@@ -2,18 +2,14 @@
 
 #include "app/AppState.h"
 #include "ui/pages/WorkflowResultsView.h"
+#include "ui/shell/SheetPresenter.h"
 
 #include <QHash>
 #include <QMainWindow>
 #include <QPointer>
 
 class BannerView;
-class CategoryTaggingSheetView;
-class CommentTemplateSheetView;
 class ScanProgressCard;
-class SingleTagSheetView;
-class TextCommentToolsSheetView;
-class StitchSheetView;
 
 class QListWidget;
 class QStackedWidget;
@@ -33,18 +29,13 @@ public:
     ScanProgressCard *progressCard() const { return progress; }
     // The results window while a report is on show.
     WorkflowResultsView *resultsView() const { return results; }
-    // The sheets on show, one per context at most.
-    SingleTagSheetView *singleTagSheet() const;
-    CategoryTaggingSheetView *categoryTaggingSheet() const;
-    CommentTemplateSheetView *commentTemplateSheet() const;
-    TextCommentToolsSheetView *textCommentToolsSheet() const;
-    StitchSheetView *stitchSheet() const;
+    // The sheet on show of a kind, one per session at most.
+    template <typename View> View *sheet() const { return sheets->find<View>(); }
     void showAndRaise();
 
 private:
     void followSelection();
     void presentReport();
-    void presentSheets();
 
     QPointer<AppState> state;
     BannerView *bannerView;
@@ -52,9 +43,5 @@ private:
     QStackedWidget *screens;
     ScanProgressCard *progress;
     QPointer<WorkflowResultsView> results;
-    QPointer<SingleTagSheetView> singleTag;
-    QPointer<CategoryTaggingSheetView> categoryTagging;
-    QPointer<CommentTemplateSheetView> commentTemplates;
-    QPointer<TextCommentToolsSheetView> textTools;
-    QPointer<StitchSheetView> stitch;
+    SheetPresenter *sheets;
 };

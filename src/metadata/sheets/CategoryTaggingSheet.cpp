@@ -1,9 +1,13 @@
-#include "metadata/sheets/TaggingSheets.h"
+#include "metadata/sheets/CategoryTaggingSheet.h"
 
-#include "app/AppState.h"
 #include "foundation/Plural.h"
+#include "foundation/SessionHost.h"
+#include "metadata/CategoryStore.h"
 #include "metadata/CategoryValidation.h"
+#include "metadata/sheets/CommentWrites.h"
+#include "metadata/sheets/FindByIDOrName.h"
 
+#include <QJsonValue>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -30,16 +34,16 @@ QStringList splitDraftTags(const QString &text)
 
 } // namespace
 
-CategoryTaggingSheet::CategoryTaggingSheet(AppState &appState, CategoryTaggingContext context, QObject *parent)
-    : QObject(parent), state(&appState), sheetContext(std::move(context))
+CategoryTaggingSheet::CategoryTaggingSheet(SessionHost &host, CategoryStore &categoryStore,
+                                           CategoryTaggingContext context, QObject *parent)
+    : Session(host, context.targets, parent), store(&categoryStore), sheetContext(std::move(context))
 {
-    connect(&appState, &AppState::categoriesChanged, this, &CategoryTaggingSheet::changed);
+    connect(store, &CategoryStore::categoriesChanged, this, &CategoryTaggingSheet::changed);
 }
 
 const QList<Category> &CategoryTaggingSheet::categories() const
 {
-    static const QList<Category> none;
-    return state ? state->categories() : none;
+    return store->categories();
 }
 
 void CategoryTaggingSheet::setSelectedCategoryID(std::optional<QUuid> id)
@@ -130,7 +134,7 @@ QString CategoryTaggingSheet::draftSymbol(qsizetype position)
 bool CategoryTaggingSheet::saveDraft()
 {
     const QString trimmed = name.trimmed();
-    if (trimmed.isEmpty() || !state)
+    if (trimmed.isEmpty())
         return false;
     const qsizetype position = categories().size();
     const Category category{QUuid::createUuid(), trimmed, draftColor(position), splitDraftTags(tags),
@@ -144,9 +148,9 @@ bool CategoryTaggingSheet::saveDraft()
         emit changed();
         return false;
     }
-    if (const auto error = state->categoryStore().add(category)) {
+    if (const auto error = store->add(category)) {
         // The draft stays in the form, so nothing typed is lost; the banner says why it wasn't saved.
-        state->showFailure(*error);
+        host()->showFailure(*error, {});
         return false;
     }
     selectedID = category.id;
@@ -169,113 +173,61 @@ void CategoryTaggingSheet::cancelDraft()
 void CategoryTaggingSheet::apply()
 {
     const auto category = selectedCategory();
-    if (!category || !state)
+    if (!category)
         return;
-    state->applyTags(category->tags, sheetContext.targets);
-    state->setCategoryTaggingContext(std::nullopt);
+    CommentWrites::applyTags(*host(), category->tags, sheetContext.targets);
+    emit applied();
+    close();
 }
 
-void CategoryTaggingSheet::cancel()
+QString CategoryTaggingSheet::title() const
 {
-    if (state)
-        state->setCategoryTaggingContext(std::nullopt);
+    return QStringLiteral("Tag Category Selector");
 }
 
-SingleTagSelectorSheet::SingleTagSelectorSheet(AppState &appState, SingleTagSelectorContext context, QObject *parent)
-    : QObject(parent), state(&appState), sheetContext(std::move(context))
+QList<Session::Field> CategoryTaggingSheet::fields()
 {
-    connect(&appState, &AppState::categoriesChanged, this, &SingleTagSelectorSheet::changed);
+    const auto choose = [this](const QString &value) -> std::optional<QString> {
+        const auto id = findByIDOrName(categories(), value.trimmed());
+        if (!id)
+            return QStringLiteral("No category “%1” in the library.").arg(value);
+        setSelectedCategoryID(id);
+        return std::nullopt;
+    };
+    return {
+        {QStringLiteral("selectedCategoryID"), QStringLiteral("ID-or-name"), choose, true},
+        {QStringLiteral("draftName"), QStringLiteral("NAME"),
+         [this](const QString &value) -> std::optional<QString> {
+             setDraftName(value);
+             return std::nullopt;
+         },
+         true},
+        {QStringLiteral("draftTags"), QStringLiteral("TAG,…"), [this](const QString &value) -> std::optional<QString> {
+             setDraftTags(value);
+             return std::nullopt;
+         }}};
 }
 
-void SingleTagSelectorSheet::toggle(const QString &tag)
+std::optional<QString> CategoryTaggingSheet::perform()
 {
-    if (!picked.remove(tag))
-        picked.insert(tag);
-    emit changed();
-}
-
-void SingleTagSelectorSheet::setSelected(const QSet<QString> &tags)
-{
-    picked = tags;
-    emit changed();
-}
-
-void SingleTagSelectorSheet::setQuery(const QString &value)
-{
-    if (filter == value)
-        return;
-    filter = value;
-    emit changed();
-}
-
-QStringList SingleTagSelectorSheet::visibleTags() const
-{
-    if (!state)
-        return {};
-    QStringList all = state->categoryStore().allTags();
-    const QString needle = filter.trimmed().toLower();
-    if (needle.isEmpty())
-        return all;
-    QStringList matches;
-    for (const QString &tag : all) {
-        if (tag.toLower().contains(needle))
-            matches.append(tag);
+    // A draft the library's rules refuse can't be performed. One the disk refused ends the sheet on its
+    // banner. Either way no file is tagged.
+    if (!name.trimmed().isEmpty() && !saveDraft()) {
+        if (!refusal.isEmpty())
+            return refusal;
+        close();
+        return std::nullopt;
     }
-    return matches;
+    if (!selectedCategory())
+        return QStringLiteral("Choose a category with --set selectedCategoryID=ID-or-name.");
+    apply();
+    return std::nullopt;
 }
 
-QString SingleTagSelectorSheet::subtitle() const
+QJsonObject CategoryTaggingSheet::toJson() const
 {
-    const qsizetype available = state ? state->categoryStore().allTags().size() : 0;
-    return QStringLiteral("%1 selected · %2 available")
-        .arg(counted(sheetContext.targets.size(), QStringLiteral("file")), counted(available, QStringLiteral("tag")));
-}
-
-QString SingleTagSelectorSheet::emptyText() const
-{
-    if (!state || state->categoryStore().allTags().isEmpty())
-        return QStringLiteral("No tags configured yet. Add categories first.");
-    if (visibleTags().isEmpty())
-        return QStringLiteral("No tags match \"%1\".").arg(filter);
-    return {};
-}
-
-QString SingleTagSelectorSheet::footer() const
-{
-    return picked.isEmpty() ? QString() : QStringLiteral("%1 selected").arg(picked.size());
-}
-
-QString SingleTagSelectorSheet::applyLabel() const
-{
-    return QStringLiteral("Apply to %1").arg(counted(sheetContext.targets.size(), QStringLiteral("file")));
-}
-
-QStringList SingleTagSelectorSheet::orderedSelection() const
-{
-    QStringList ordered;
-    QSet<QString> rest = picked;
-    if (state) {
-        for (const QString &tag : state->categoryStore().allTags()) {
-            if (rest.remove(tag))
-                ordered.append(tag);
-        }
-    }
-    // A picked tag the library no longer has still goes, behind the others.
-    QStringList leftover(rest.cbegin(), rest.cend());
-    leftover.sort();
-    return ordered + leftover;
-}
-
-void SingleTagSelectorSheet::apply()
-{
-    if (!state)
-        return;
-    state->applyTags(orderedSelection(), sheetContext.targets);
-    state->setSingleTagSelectorContext(std::nullopt);
-}
-
-void SingleTagSelectorSheet::cancel()
-{
-    if (state)
-        state->setSingleTagSelectorContext(std::nullopt);
+    QJsonObject object = Session::toJson();
+    object.insert(QStringLiteral("selectedCategoryID"),
+                  selectedID ? QJsonValue(selectedID->toString(QUuid::WithoutBraces)) : QJsonValue::Null);
+    return object;
 }

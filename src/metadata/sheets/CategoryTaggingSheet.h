@@ -1,23 +1,22 @@
 #pragma once
 
+#include "foundation/Session.h"
 #include "metadata/Category.h"
 #include "metadata/sheets/SheetContexts.h"
 
-#include <QObject>
-#include <QPointer>
-#include <QSet>
 #include <QUuid>
 
 #include <optional>
 
-class AppState;
+class CategoryStore;
 
 // What the Category Tagging sheet shows and does: pick one category and write
 // all its tags, or make a new category on the spot.
-class CategoryTaggingSheet : public QObject {
+class CategoryTaggingSheet : public Session {
     Q_OBJECT
 public:
-    CategoryTaggingSheet(AppState &state, CategoryTaggingContext context, QObject *parent = nullptr);
+    CategoryTaggingSheet(SessionHost &host, CategoryStore &store, CategoryTaggingContext context,
+                         QObject *parent = nullptr);
 
     const CategoryTaggingContext &context() const { return sheetContext; }
     const QList<Category> &categories() const;
@@ -53,57 +52,24 @@ public:
 
     // Writes the chosen category's tags and closes; without a choice does nothing.
     void apply();
-    void cancel();
+
+    QString title() const override;
+    // selectedCategoryID (an id or a name), draftName, draftTags.
+    QList<Field> fields() override;
+    // A draft with a name is saved first, as the inline form saves it, and becomes the choice.
+    std::optional<QString> perform() override;
+    QJsonObject toJson() const override;
 
 signals:
-    void changed();
+    // The tags were written: whichever tagging sheet is open closes.
+    void applied();
 
 private:
-    QPointer<AppState> state;
+    CategoryStore *store;
     CategoryTaggingContext sheetContext;
     std::optional<QUuid> selectedID;
     bool adding = false;
     QString name;
     QString tags;
     QString refusal;
-};
-
-// What the Single Tag Selector sheet shows and does: pick tags one by one from
-// every tag in the library.
-class SingleTagSelectorSheet : public QObject {
-    Q_OBJECT
-public:
-    SingleTagSelectorSheet(AppState &state, SingleTagSelectorContext context, QObject *parent = nullptr);
-
-    const SingleTagSelectorContext &context() const { return sheetContext; }
-    const QSet<QString> &selected() const { return picked; }
-    void toggle(const QString &tag);
-    void setSelected(const QSet<QString> &tags);
-    QString query() const { return filter; }
-    void setQuery(const QString &value);
-
-    // Every tag of the library, narrowed by the query.
-    QStringList visibleTags() const;
-    // "2 files selected · 14 tags available"
-    QString subtitle() const;
-    // The list's empty text, or nothing when it shows tags.
-    QString emptyText() const;
-    // "2 selected", empty while nothing is picked.
-    QString footer() const;
-    QString applyLabel() const;
-    // The picked tags in the library's order.
-    QStringList orderedSelection() const;
-
-    // Writes the picked tags and closes; with nothing picked it only closes.
-    void apply();
-    void cancel();
-
-signals:
-    void changed();
-
-private:
-    QPointer<AppState> state;
-    SingleTagSelectorContext sheetContext;
-    QSet<QString> picked;
-    QString filter;
 };

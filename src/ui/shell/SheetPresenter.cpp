@@ -1,0 +1,63 @@
+#include "ui/shell/SheetPresenter.h"
+
+#include "app/AppState.h"
+#include "ui/sheets/CategoryTaggingSheetView.h"
+#include "ui/sheets/CommentTemplateSheetView.h"
+#include "ui/sheets/SingleTagSheetView.h"
+#include "ui/sheets/StitchSheetView.h"
+#include "ui/sheets/TextCommentToolsSheetView.h"
+#include "ui/shell/MainWindow.h"
+
+#include <algorithm>
+
+SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
+    : QObject(&mainWindow), state(&appState), window(&mainWindow)
+{
+    addRow<SingleTagSelectorSheet>([](SingleTagSelectorSheet &sheet, AppState &, QWidget *parent) {
+        return new SingleTagSheetView(sheet, parent);
+    });
+    addRow<CategoryTaggingSheet>([](CategoryTaggingSheet &sheet, AppState &, QWidget *parent) {
+        return new CategoryTaggingSheetView(sheet, parent);
+    });
+    addRow<CommentTemplatePickerSheet>([](CommentTemplatePickerSheet &sheet, AppState &, QWidget *parent) {
+        return new CommentTemplateSheetView(sheet, parent);
+    });
+    addRow<TextCommentToolsSheet>([](TextCommentToolsSheet &sheet, AppState &, QWidget *parent) {
+        return new TextCommentToolsSheetView(sheet, parent);
+    });
+    addRow<StitchSession>([](StitchSession &session, AppState &app, QWidget *parent) {
+        return new StitchSheetView(session, app.interaction(), parent);
+    });
+}
+
+void SheetPresenter::present()
+{
+    if (!state)
+        return;
+    const QList<Session *> sessions = state->sessions();
+    // A session that closed or was replaced takes its view with it.
+    for (qsizetype i = shown.size() - 1; i >= 0; --i) {
+        if (sessions.contains(shown[i].session) && shown[i].view)
+            continue;
+        if (SheetDialog *view = shown[i].view) {
+            view->dismiss();
+            view->deleteLater();
+        }
+        shown.removeAt(i);
+    }
+    for (Session *session : sessions) {
+        const bool onShow = std::any_of(shown.cbegin(), shown.cend(),
+                                        [session](const Presented &presented) { return presented.session == session; });
+        if (onShow)
+            continue;
+        for (const Row &row : rows) {
+            if (!session->metaObject()->inherits(row.kind))
+                continue;
+            window->showAndRaise();
+            SheetDialog *view = row.make(*session, *state, window);
+            shown.append({session, view});
+            view->open();
+            break;
+        }
+    }
+}
