@@ -2,9 +2,12 @@
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 WERROR ?= OFF
+# OFF builds the core, the headless commands and their tests without QtWidgets, as CI checks.
+BUILD_UI ?= ON
+CMAKE_ARGS ?=
 LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache,)
 
-.PHONY: all deps configure build run test bench lint format clean
+.PHONY: all deps configure build run test headless bench lint format clean
 
 all: build
 
@@ -12,7 +15,8 @@ deps:
 	@scripts/install-deps.sh
 
 configure: deps
-	@cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DVANTREL_WERROR=$(WERROR) $(LAUNCHER) >/dev/null
+	@cmake -S . -B $(BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DVANTREL_WERROR=$(WERROR) \
+	  -DVANTREL_BUILD_UI=$(BUILD_UI) $(LAUNCHER) $(CMAKE_ARGS) >/dev/null
 
 build: configure
 	@cmake --build $(BUILD_DIR)
@@ -22,6 +26,10 @@ run: build
 
 test: build
 	cd $(BUILD_DIR) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j2
+
+# The same suite without the face, in its own build directory, so no core code leans on QtWidgets.
+headless:
+	@$(MAKE) --no-print-directory test BUILD_UI=OFF BUILD_DIR=$(BUILD_DIR)-headless
 
 bench: build
 	@WITH_BENCH=1 scripts/install-deps.sh
