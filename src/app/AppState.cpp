@@ -3,6 +3,7 @@
 #include "app/WorkflowRunner.h"
 #include "foundation/Defaults.h"
 #include "foundation/EnumNames.h"
+#include "foundation/Plural.h"
 #include "foundation/RunURL.h"
 #include "foundation/WorkflowCatalog.h"
 #include "metadata/sheets/CommentWrites.h"
@@ -29,11 +30,6 @@ constexpr EnumNameTable<D, 6> destinationNames{{
 QSet<QString> toSet(const QStringList &list)
 {
     return {list.begin(), list.end()};
-}
-
-QString plural(int count, const QString &singular, const QString &pluralForm)
-{
-    return QStringLiteral("%1 %2").arg(count).arg(count == 1 ? singular : pluralForm);
 }
 
 template <typename T> bool assign(std::optional<T> &field, const std::optional<T> &value)
@@ -330,11 +326,11 @@ int AppState::integrityMissingCount() const
 QString AppState::healthSummary() const
 {
     if (const int missing = integrityMissingCount(); missing > 0)
-        return plural(missing, QStringLiteral("Quick Action missing"), QStringLiteral("Quick Actions missing"));
+        return counted(missing, QStringLiteral("Quick Action missing"), QStringLiteral("Quick Actions missing"));
     if (std::holds_alternative<healthy>(health))
         return QStringLiteral("Everything is in order");
     if (const auto *found = std::get_if<issues>(&health))
-        return plural(found->count, QStringLiteral("item need attention"), QStringLiteral("items need attention"));
+        return counted(found->count, QStringLiteral("item need attention"), QStringLiteral("items need attention"));
     return QStringLiteral("Not yet checked");
 }
 

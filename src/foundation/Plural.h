@@ -8,3 +8,9 @@ inline QString counted(qsizetype count, const QString &singular, const QString &
     const QString noun = count == 1 ? singular : (plural.isEmpty() ? singular + QLatin1Char('s') : plural);
     return QString::number(count) + QLatin1Char(' ') + noun;
 }
+
+// The "s" a noun takes after `count`: "file" + pluralSuffix(n).
+inline QString pluralSuffix(qsizetype count)
+{
+    return count == 1 ? QString() : QStringLiteral("s");
+}

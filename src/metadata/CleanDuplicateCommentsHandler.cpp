@@ -1,5 +1,6 @@
 #include "metadata/CleanDuplicateCommentsHandler.h"
 
+#include "foundation/Plural.h"
 #include "metadata/FinderMetadata.h"
 #include "scan/ScanState.h"
 
@@ -8,11 +9,6 @@ namespace {
 bool changed(const CleanDuplicateCommentsHandler::Outcome &outcome)
 {
     return outcome.cleanup.before.size() != outcome.cleanup.after.size();
-}
-
-QString plural(qsizetype count)
-{
-    return count == 1 ? QString() : QStringLiteral("s");
 }
 
 } // namespace
@@ -52,11 +48,11 @@ QString CleanDuplicateCommentsHandler::summary(const QList<Outcome> &outcomes)
             ++cleaned;
     }
     if (cleaned > 0 && failed == 0)
-        return QStringLiteral("Cleaned %1 file%2.").arg(cleaned).arg(plural(cleaned));
+        return QStringLiteral("Cleaned %1 file%2.").arg(cleaned).arg(pluralSuffix(cleaned));
     if (cleaned == 0 && failed == 0)
         return QStringLiteral("Comments were already clean across %1 file%2.")
             .arg(outcomes.size())
-            .arg(plural(outcomes.size()));
+            .arg(pluralSuffix(outcomes.size()));
     return ItemFailures::withFirstReason(QStringLiteral("Cleaned %1 · %2 failed.").arg(cleaned).arg(failed),
                                          failures(outcomes));
 }
@@ -77,7 +73,7 @@ QString CleanDuplicateCommentsHandler::badge(const Outcome &outcome)
         return QStringLiteral("failed: %1").arg(*outcome.writeError);
     if (changed(outcome)) {
         const qsizetype removed = std::max<qsizetype>(0, outcome.cleanup.before.size() - outcome.cleanup.after.size());
-        return QStringLiteral("removed %1 duplicate%2").arg(removed).arg(plural(removed));
+        return QStringLiteral("removed %1 duplicate%2").arg(removed).arg(pluralSuffix(removed));
     }
     return QStringLiteral("no change");
 }

@@ -1,6 +1,7 @@
 #include "scan/HygieneScans.h"
 
 #include "foundation/ByteCountFormatter.h"
+#include "foundation/Plural.h"
 #include "platform/MetadataBackend.h"
 #include "platform/Paths.h"
 #include "scan/ScanState.h"
@@ -15,11 +16,6 @@
 namespace {
 
 using FileWalker::WalkedFile;
-
-QString plural(qsizetype count)
-{
-    return count == 1 ? QString() : QStringLiteral("s");
-}
 
 ScanItem itemOf(const WalkedFile &file, std::optional<QString> badge = std::nullopt,
                 std::optional<QUuid> group = std::nullopt)
@@ -82,8 +78,9 @@ ScanReport HygieneScans::stale(const WalkedFiles &walked, int days, const QDateT
     for (const WalkedFile &file : old)
         result.items.append(itemOf(file, ageBadge(file.modificationDate->secsTo(now) / 86'400)));
     const qsizetype n = result.items.size();
-    result.summary = n == 0 ? QStringLiteral("Nothing older than %1 days in the selection.").arg(days)
-                            : QStringLiteral("%1 file%2 not touched in over %3 days.").arg(n).arg(plural(n)).arg(days);
+    result.summary =
+        n == 0 ? QStringLiteral("Nothing older than %1 days in the selection.").arg(days)
+               : QStringLiteral("%1 file%2 not touched in over %3 days.").arg(n).arg(pluralSuffix(n)).arg(days);
     return result;
 }
 
@@ -103,7 +100,7 @@ ScanReport HygieneScans::large(const WalkedFiles &walked, int megabytes)
     const qsizetype n = result.items.size();
     const QString shown = ByteCountFormatter::format(limit);
     result.summary = n == 0 ? QStringLiteral("Nothing larger than %1 in the selection.").arg(shown)
-                            : QStringLiteral("%1 file%2 larger than %3.").arg(n).arg(plural(n), shown);
+                            : QStringLiteral("%1 file%2 larger than %3.").arg(n).arg(pluralSuffix(n), shown);
     return result;
 }
 
@@ -140,14 +137,15 @@ ScanReport HygieneScans::tidy(const WalkedFiles &walked, int days, const QDateTi
     }
     const qsizetype n = moves.size();
     if (n > 0)
-        result.summary = QStringLiteral("Would move %1 item%2 (%3) into %4/. Nothing happens until you confirm.")
-                             .arg(n)
-                             .arg(plural(n), ByteCountFormatter::format(result.totalSize()), Paths::displayPath(root));
+        result.summary =
+            QStringLiteral("Would move %1 item%2 (%3) into %4/. Nothing happens until you confirm.")
+                .arg(n)
+                .arg(pluralSuffix(n), ByteCountFormatter::format(result.totalSize()), Paths::displayPath(root));
     else
         result.summary = QStringLiteral("%1 file%2 scanned. Nothing older than %3 days in the supported categories "
                                         "(PDFs, images, archives, installers, audio, video, docs).")
                              .arg(walked.size())
-                             .arg(plural(walked.size()))
+                             .arg(pluralSuffix(walked.size()))
                              .arg(days);
     result.plannedMoves = moves;
     return result;
@@ -187,20 +185,22 @@ ScanReport HygieneScans::tagAudit(const WalkedFiles &walked, const TagReader &re
     QList<ScanGroup> groups;
     for (const QString &tag : tags) {
         const QList<qsizetype> &files = carriers[tag];
-        const ScanGroup group{QUuid::createUuid(),
-                              QStringLiteral("%1 — %2 file%3").arg(tag).arg(files.size()).arg(plural(files.size()))};
+        const ScanGroup group{
+            QUuid::createUuid(),
+            QStringLiteral("%1 — %2 file%3").arg(tag).arg(files.size()).arg(pluralSuffix(files.size()))};
         groups.append(group);
         for (qsizetype index : files)
             result.items.append(itemOf(walked[index], std::nullopt, group.id));
     }
     result.groups = groups;
     const qsizetype n = walked.size();
-    result.summary = tags.isEmpty() ? QStringLiteral("No Finder tags found across %1 file%2.").arg(n).arg(plural(n))
-                                    : QStringLiteral("%1 unique tag%2 across %3 of %4 files.")
-                                          .arg(tags.size())
-                                          .arg(plural(tags.size()))
-                                          .arg(tagged)
-                                          .arg(n);
+    result.summary = tags.isEmpty()
+                         ? QStringLiteral("No Finder tags found across %1 file%2.").arg(n).arg(pluralSuffix(n))
+                         : QStringLiteral("%1 unique tag%2 across %3 of %4 files.")
+                               .arg(tags.size())
+                               .arg(pluralSuffix(tags.size()))
+                               .arg(tagged)
+                               .arg(n);
     return result;
 }
 

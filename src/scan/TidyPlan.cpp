@@ -1,6 +1,7 @@
 #include "scan/TidyPlan.h"
 
 #include "foundation/ByteCountFormatter.h"
+#include "foundation/Plural.h"
 #include "platform/FileMoves.h"
 #include "platform/Paths.h"
 #include "scan/HygieneScans.h"
@@ -10,11 +11,6 @@
 #include <QHash>
 
 namespace {
-
-QString plural(qsizetype count)
-{
-    return count == 1 ? QString() : QStringLiteral("s");
-}
 
 constexpr int lastCounter = 999;
 
@@ -48,7 +44,7 @@ AlertRequest TidyPlan::confirmation(const ScanReport &report)
             QStringLiteral("Vantrel will move %1 item%2 (%3) into %4/, organized by file type. Nothing is deleted. "
                            "You can move them back to their original locations any time.")
                 .arg(n)
-                .arg(plural(n), ByteCountFormatter::format(report.totalSize()),
+                .arg(pluralSuffix(n), ByteCountFormatter::format(report.totalSize()),
                      Paths::displayPath(HygieneScans::tidyRoot())),
             {QStringLiteral("Move Files"), QStringLiteral("Cancel")}};
 }
@@ -91,10 +87,10 @@ QString TidyPlan::resultText(const Outcome &outcome, const QString &root)
     if (moved == 0 && failed == 0)
         return QStringLiteral("No moves to perform.");
     if (failed == 0)
-        return QStringLiteral("Moved %1 file%2 into %3/.").arg(moved).arg(plural(moved), root);
+        return QStringLiteral("Moved %1 file%2 into %3/.").arg(moved).arg(pluralSuffix(moved), root);
     const QString counts =
         moved == 0 ? QStringLiteral("All %1 moves failed.").arg(failed)
-                   : QStringLiteral("Moved %1 file%2 · %3 failed.").arg(moved).arg(plural(moved)).arg(failed);
+                   : QStringLiteral("Moved %1 file%2 · %3 failed.").arg(moved).arg(pluralSuffix(moved)).arg(failed);
     return ItemFailures::withFirstReason(counts, outcome.failures);
 }
 

@@ -1,6 +1,6 @@
 #include "app/AppState.h"
 
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "foundation/WorkflowCatalog.h"
 #include "platform/Paths.h"
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-void installCoreBundles(TestEnvironment &env, const QStringList &skip = {})
+void installCoreBundles(AppTestEnvironment &env, const QStringList &skip = {})
 {
     for (const Workflow &w : WorkflowCatalog::coreWorkflows()) {
         if (!skip.contains(w.id))
@@ -25,7 +25,7 @@ void installCoreBundles(TestEnvironment &env, const QStringList &skip = {})
 
 TEST(AppState, FirstStartHasNothingChecked)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     EXPECT_EQ(state->selection(), AppState::Destination::dashboard);
     EXPECT_EQ(state->healthStatus(), AppState::HealthStatus(AppState::unknown{}));
@@ -39,7 +39,7 @@ TEST(AppState, FirstStartHasNothingChecked)
 
 TEST(AppState, ReadsInstalledPacksFromDefaults)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     env.defaults().setValue(DefaultsKeys::installedPackWorkflowIDs, {"tag-audit", "smart-mover"});
     env.defaults().setValue(DefaultsKeys::installedPackIDs, {"com.vantrel.pack.file-transfer"});
     auto state = env.makeAppState();
@@ -52,7 +52,7 @@ TEST(AppState, ReadsInstalledPacksFromDefaults)
 
 TEST(AppState, RefreshStatusesFollowsTheServicesFolderAndIsQuietWhenNothingChanged)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     installCoreBundles(env, {QStringLiteral("stitch-files")});
     // Something of the user's beside them is never taken for ours.
     QDir().mkpath(Paths::servicesFolder() + QStringLiteral("/Stitch to PDF or Image.workflow"));
@@ -76,7 +76,7 @@ TEST(AppState, RefreshStatusesFollowsTheServicesFolderAndIsQuietWhenNothingChang
 
 TEST(AppState, StatusLineSaysNeedsSetupWhenNothingIsInstalled)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     state->refreshStatuses();
     EXPECT_EQ(state->installedCount(), 0);
@@ -92,14 +92,18 @@ struct HealthCase {
 
 void PrintTo(const HealthCase &c, std::ostream *os)
 {
-    *os << c.summary;
+    *os << c.summary << ", " << c.missingRows << " rows to set up, ";
+    if (c.integrityMissing)
+        *os << *c.integrityMissing << " missing in the report";
+    else
+        *os << "no report";
 }
 
 class HealthTexts : public ::testing::TestWithParam<HealthCase> {};
 
 TEST_P(HealthTexts, ComeFromTheCheckAndTheIntegrityReport)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     QStringList skip;
     const QList<Workflow> &core = WorkflowCatalog::coreWorkflows();
     for (int i = 0; i < GetParam().missingRows; ++i)
@@ -131,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, HealthTexts,
 
 TEST(AppState, HealthCheckCountsNeedsSetupRowsAndReadsNoDisk)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     QList<Workflow> rows = state->workflows();
     rows[0].status = Workflow::Status::needsSetup;
@@ -144,7 +148,7 @@ TEST(AppState, HealthCheckCountsNeedsSetupRowsAndReadsNoDisk)
 
 TEST(AppState, RunWorkflowWithNoFilesDoesNothing)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     QSignalSpy activations(state.get(), &AppState::activationRequested);
     state->runWorkflow(QStringLiteral("single-tag-selector"), {});
@@ -165,7 +169,7 @@ TEST(AppState, DestinationsHaveSidebarOrderAndRawNames)
 
 TEST(AppState, LaunchIsTheFirstReceiptWhenRecording)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
     auto state = env.makeAppState();
     ASSERT_FALSE(state->diagnosticLog().rows().isEmpty());
@@ -179,7 +183,7 @@ TEST(AppState, LaunchIsTheFirstReceiptWhenRecording)
 
 TEST(AppState, MirrorsTheCategoryLibraryAndDropsAGoneEditorSelection)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     ASSERT_EQ(state->categories(), state->categoryStore().categories());
     const Category first = state->categories().first();

@@ -1,4 +1,4 @@
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "app/AppState.h"
 
 #include <QDir>
@@ -19,7 +19,7 @@ QString bannerOf(const AppState &state)
 
 TEST(CategoryFlows, ExportWipeAndImportBackWithMerge)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
     auto state = env.makeAppState();
     const QList<Category> library = state->categories();
@@ -46,7 +46,7 @@ TEST(CategoryFlows, ExportWipeAndImportBackWithMerge)
 
 TEST(CategoryFlows, ReplaceAndMergeIntoAnExistingLibrary)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     const QString file = env.path(QStringLiteral("set.vantrelcategories"));
     env.interaction().addAnswer(QStringLiteral("Export Categories"), file);
@@ -84,7 +84,7 @@ class RefusedImport : public ::testing::TestWithParam<RefusedCase> {};
 
 TEST_P(RefusedImport, ShowsTheExactTextAndChangesNothing)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
     auto state = env.makeAppState();
     ASSERT_FALSE(state->categoryStore().remove(state->categories().last().id));
@@ -124,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CategoryFlows, CancellingLeavesNoTraceAndResetAsksFirst)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
     auto state = env.makeAppState();
     const qsizetype receipts = state->diagnosticLog().rows().size();

@@ -1,6 +1,6 @@
 #include "app/WorkflowRunner.h"
 
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "foundation/WorkflowCatalog.h"
 
 #include <QSignalSpy>
@@ -27,7 +27,7 @@ class RunnerOutcomes : public ::testing::TestWithParam<OutcomeCase> {};
 
 TEST_P(RunnerOutcomes, MatchTheGrammar)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     EXPECT_EQ(state->workflowRunner().handle(QString::fromUtf8(GetParam().url)), GetParam().expected);
 }
@@ -51,21 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
                       OutcomeCase{"file:///tmp/notes.txt", malformed{"unsupported file extension txt"}},
                       OutcomeCase{"file:///tmp/README", malformed{"unsupported file extension "}}));
 
-TEST(WorkflowRunner, TableHoldsAllTwentySixURLIDs)
-{
-    QStringList expected;
-    for (const auto *table : {&WorkflowCatalog::coreWorkflows(), &WorkflowCatalog::packWorkflows()}) {
-        for (const Workflow &w : *table)
-            expected.append(WorkflowCatalog::urlIDForWorkflow(w.id));
-    }
-    const auto &table = WorkflowRunner::urlTable();
-    EXPECT_EQ(table.size(), 26);
-    for (const QString &id : expected)
-        EXPECT_TRUE(table.contains(id)) << id.toStdString();
-    // The catalogue ids of the three renamed rows fall through to the last resort.
-    EXPECT_FALSE(table.contains(QStringLiteral("category-tagging")));
-}
-
 struct ContextCase {
     const char *id;
     const char *refusal;
@@ -80,7 +65,7 @@ class ContextRows : public ::testing::TestWithParam<ContextCase> {};
 
 TEST_P(ContextRows, SetTheirContextOrRefuseAnEmptySelection)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     const QString id = QString::fromUtf8(GetParam().id);
 
@@ -128,7 +113,7 @@ class InterimRows : public ::testing::TestWithParam<BannerCase> {};
 
 TEST_P(InterimRows, SayWhatIsMissing)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     const Outcome outcome = state->workflowRunner().handle(QString::fromUtf8(GetParam().url));
     EXPECT_TRUE(std::holds_alternative<ran>(outcome));
@@ -148,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(WorkflowRunner, LastResortSelectsQuickActionsOnlyForWorkflowsInUse)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     QSignalSpy activations(state.get(), &AppState::activationRequested);
 
@@ -168,7 +153,7 @@ TEST(WorkflowRunner, LastResortSelectsQuickActionsOnlyForWorkflowsInUse)
 
 TEST(WorkflowRunner, AGoneStateMakesEveryIDUnknown)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     WorkflowRunner runner(state.get());
     state.reset();
@@ -178,7 +163,7 @@ TEST(WorkflowRunner, AGoneStateMakesEveryIDUnknown)
 
 TEST(WorkflowRunner, PackFileOpensThePacksScreen)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     const QString pack = env.makeFile(QStringLiteral("Downloads/Tools.vantrelpack"), "PK");
     EXPECT_EQ(state->workflowRunner().handle(QUrl::fromLocalFile(pack).toString()), Outcome(ran{"import-pack", 1}));
@@ -187,7 +172,7 @@ TEST(WorkflowRunner, PackFileOpensThePacksScreen)
 
 TEST(WorkflowRunner, StrayPercentPieceReachesTheHandlerAsItStands)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     auto state = env.makeAppState();
     state->workflowRunner().handle(QStringLiteral("vantrel://run/comment-templates?files=/tmp/50%25ZZoff"));
     ASSERT_TRUE(state->commentTemplateContext().has_value());

@@ -1,5 +1,5 @@
 #include "FaultSupport.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 
 #include "metadata/FinderMetadata.h"
 
@@ -27,7 +27,7 @@ struct HeadlessResult {
 HeadlessResult vantrel(const QStringList &arguments)
 {
     const Faults::ProcessResult result =
-        Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")), QStringList{"run"} + arguments);
+        Faults::run(AppTestEnvironment::executable(QStringLiteral("vantrel")), QStringList{"run"} + arguments);
     return {result.exitCode, QJsonDocument::fromJson(result.out).object(), QString::fromUtf8(result.out)};
 }
 
@@ -67,7 +67,7 @@ class CommentWriteFailures : public ::testing::TestWithParam<WriteCase> {};
 TEST_P(CommentWriteFailures, GiveTheSystemsReasonAndExitOne)
 {
     const WriteCase &c = GetParam();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString locked = env.makeFile(QStringLiteral("locked.txt"));
     const QString open = env.makeFile(QStringLiteral("open.txt"));
     const Faults::Immutable immutable(locked);
@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(TidyFailures, AMoveOntoAnImmutableFolderFailsTheRunWithItsReason)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString pdf = env.makeFile(QStringLiteral("Downloads/manual.pdf"), "pdf");
     const QString zip = env.makeFile(QStringLiteral("Downloads/photos.zip"), "zip");
     makeOld(pdf);
@@ -153,7 +153,7 @@ TEST(TidyFailures, AMoveOntoAnImmutableFolderFailsTheRunWithItsReason)
 
 TEST(TidyFailures, EveryMoveDoneIsStillASuccess)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString pdf = env.makeFile(QStringLiteral("Downloads/manual.pdf"), "pdf");
     makeOld(pdf);
     const HeadlessResult run = vantrel({"downloads-tidy", "--threshold", "14", "--yes", "--json"});
@@ -164,7 +164,7 @@ TEST(TidyFailures, EveryMoveDoneIsStillASuccess)
 
 TEST(ScanFailures, ACleanupThatCouldntWriteIsAFailedRun)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString locked = env.makeFile(QStringLiteral("locked.txt"));
     const QString fine = env.makeFile(QStringLiteral("fine.txt"));
     FinderMetadata::writeComment(QStringLiteral("a, a"), locked);

@@ -1,7 +1,7 @@
 // Files handed to Vantrel that are no files: a FIFO with or without a writer, a device that never
 // ends. Each is refused at once with a clear message; nothing hangs, nothing runs out of memory.
 #include "FaultSupport.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "metadata/CategoryStore.h"
 #include "platform/RegularFile.h"
 #include "transfer/stitch/StitchRunner.h"
@@ -58,7 +58,7 @@ struct Input {
 
 class ForeignInput : public ::testing::TestWithParam<Input> {
 protected:
-    QString prepare(TestEnvironment &env, std::unique_ptr<Fifo> &fifo)
+    QString prepare(AppTestEnvironment &env, std::unique_ptr<Fifo> &fifo)
     {
         if (!GetParam().fifo)
             return GetParam().path;
@@ -86,14 +86,14 @@ std::string rowName(const ::testing::TestParamInfo<Input> &info)
 Faults::ProcessResult vantrel(const QStringList &arguments)
 {
     // Ten seconds is far beyond any refusal; a hang shows as a timeout, not a stuck suite.
-    return Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")), arguments, {}, 10000);
+    return Faults::run(AppTestEnvironment::executable(QStringLiteral("vantrel")), arguments, {}, 10000);
 }
 
 } // namespace
 
 TEST_P(ForeignInput, IsRefusedAsACategoriesFile)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     std::unique_ptr<Fifo> fifo;
     const QString path = prepare(env, fifo);
     const QByteArray before = [] {
@@ -111,7 +111,7 @@ TEST_P(ForeignInput, IsRefusedAsACategoriesFile)
 
 TEST_P(ForeignInput, IsRefusedAsAnAnswersFile)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     std::unique_ptr<Fifo> fifo;
     const QString path = prepare(env, fifo);
     const QString file = env.makeFile(QStringLiteral("a.txt"), "a");
@@ -123,7 +123,7 @@ TEST_P(ForeignInput, IsRefusedAsAnAnswersFile)
 
 TEST_P(ForeignInput, IsNoImageToStitch)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     std::unique_ptr<Fifo> fifo;
     // Named as an image, so only what it is, not its name, can tell it apart.
     const QString path = env.path(QStringLiteral("photo.png"));
@@ -146,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(Inputs, ForeignInput, inputs, rowName);
 // The limit holds on what is read, whatever size the file claims.
 TEST(RegularFile, ReadsOnlyRegularFilesWithinTheLimit)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString small = env.makeFile(QStringLiteral("small"), QByteArray(100, 'x'));
     const RegularFile::Read whole = RegularFile::read(small, 100);
     EXPECT_TRUE(whole.ok());

@@ -1,7 +1,7 @@
 // Another account on the same machine, for real: `setpriv` runs its side as nobody (uid 65534), and
 // socat stands in for whatever program that account would point at our socket.
+#include "AppTestEnvironment.h"
 #include "FaultSupport.h"
-#include "TestEnvironment.h"
 #include "platform/InstanceChannel.h"
 #include "platform/Paths.h"
 #include "platform/PrivateFolder.h"
@@ -74,8 +74,8 @@ QByteArray stopAndRead(QProcess &listener)
 // `vantrel open URL` as the user runs it, with `environment` changed as given.
 Faults::ProcessResult vantrelOpen(const QString &url, const QProcessEnvironment &environment)
 {
-    return Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")), {QStringLiteral("open"), url}, {}, 20000,
-                       environment);
+    return Faults::run(AppTestEnvironment::executable(QStringLiteral("vantrel")), {QStringLiteral("open"), url}, {},
+                       20000, environment);
 }
 
 const QString secretURL = QStringLiteral("vantrel://run/tag-audit?files=%2Froot%2Fsecret%20plans.pdf");
@@ -96,7 +96,7 @@ protected:
 // Without XDG_RUNTIME_DIR the folder is /tmp/vantrel-{uid}: a name anyone can make first.
 TEST_F(InstanceSocket, AFolderAnotherUserMadeFirstIsRefusedAndHearsNothing)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const SharedFolder tmp;
     const QString squatted = tmp.path() + QStringLiteral("/vantrel-%1").arg(::getuid());
     QProcess listener;
@@ -124,7 +124,7 @@ TEST_F(InstanceSocket, AFolderAnotherUserMadeFirstIsRefusedAndHearsNothing)
 // says who listens): the URLs aren't sent.
 TEST_F(InstanceSocket, TheClientSendsNothingToAServerOfAnotherUser)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const SharedFolder tmp;
     const QString theirs = tmp.path() + QStringLiteral("/theirs");
     QProcess listener;
@@ -153,6 +153,11 @@ struct Sender {
     bool otherUser;
 };
 
+void PrintTo(const Sender &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class InstanceServerHears : public InstanceSocket, public testing::WithParamInterface<Sender> {};
 
 } // namespace
@@ -161,7 +166,7 @@ class InstanceServerHears : public InstanceSocket, public testing::WithParamInte
 // URLs only from its own user. The same sender as our own user shows the way in is really open.
 TEST_P(InstanceServerHears, OnlyItsOwnUser)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     InstanceServer server;
     const QString socket = Paths::instanceSocket();
     ASSERT_TRUE(server.listen(socket)) << server.errorString().toStdString();

@@ -2,7 +2,7 @@
 // leaves them: every workflow must act on the file itself and report paths that lead back to it.
 #include "FaultSupport.h"
 #include "RemovedByBytes.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 
 #include "platform/FileMoves.h"
 #include "platform/MetadataBackend.h"
@@ -125,7 +125,7 @@ VantrelRun vantrel(const QList<QByteArray> &arguments, const QByteArray &working
     }
     const Faults::ProcessResult result =
         Faults::run(QStringLiteral("/bin/sh"),
-                    {QStringLiteral("-c"), script, TestEnvironment::executable(QStringLiteral("vantrel"))});
+                    {QStringLiteral("-c"), script, AppTestEnvironment::executable(QStringLiteral("vantrel"))});
     for (qsizetype i = 0; i < arguments.size(); ++i)
         qunsetenv(QByteArray("VANTREL_TEST_ARGUMENT_" + QByteArray::number(i)).constData());
     qunsetenv("VANTREL_TEST_FOLDER");
@@ -164,7 +164,7 @@ const QByteArray latin1Name = "Caf\xE9";
 // be read. They are one group, the name-first is the original, and every reported path is a real file.
 TEST(NonUtf8Names, IdenticalFilesAreOneDuplicateGroupAndEveryReportedPathExists)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const RemovedByBytes cleanup{bytes(env.home())};
     const QByteArray folder = bytes(env.path(QStringLiteral("Fotos")));
     // Made last-first, so that the file system's own order is unlikely to be the names'.
@@ -223,7 +223,7 @@ class CommentOnRawName : public ::testing::TestWithParam<CommentCase> {};
 
 TEST_P(CommentOnRawName, IsWrittenOnTheFileAndReadBack)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const RemovedByBytes cleanup{bytes(env.home())};
     const QByteArray folder = bytes(env.home()) + "/Ablage \xE4";
     const QByteArray name = "Rechnung " + latin1Name + ".pdf";
@@ -308,7 +308,7 @@ class TidyRawName : public ::testing::TestWithParam<TidyCase> {};
 TEST_P(TidyRawName, MovesTheFileItself)
 {
     const TidyCase &c = GetParam();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const RemovedByBytes cleanup{bytes(env.home())};
     const QByteArray home = bytes(env.home());
     std::unique_ptr<QTemporaryDir> disk;
@@ -373,7 +373,7 @@ INSTANTIATE_TEST_SUITE_P(Moves, TidyRawName,
 // info says where it came from in the percent-encoded bytes a file manager puts it back by.
 TEST(NonUtf8Names, TheTrashKeepsTheNameAndWhereItCameFrom)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const RemovedByBytes cleanup{bytes(env.home())};
     const QByteArray home = bytes(env.home());
     const QByteArray first = home + "/A/" + latin1Name + ".txt";
@@ -425,7 +425,7 @@ TEST_P(DiskTrash, TakesARawNameOnAnotherDisk)
     const DiskTrashCase &c = GetParam();
     if (const auto reason = Faults::tmpfsUnavailable())
         GTEST_SKIP() << reason->toStdString();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const RemovedByBytes cleanup{bytes(env.home())};
     const Faults::TinyDisk disk(env.path(QStringLiteral("Stick")), 1 << 20);
     ASSERT_TRUE(disk.mounted());
@@ -460,7 +460,7 @@ INSTANTIATE_TEST_SUITE_P(Folders, DiskTrash,
 // A package moved onto another disk is copied entry by entry; names inside it keep their bytes.
 TEST(NonUtf8Names, AFolderCopiedOntoAnotherDiskKeepsTheNamesInside)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const RemovedByBytes cleanup{bytes(env.home())};
     const std::unique_ptr<QTemporaryDir> disk = otherDisk(env.home());
     if (!disk)

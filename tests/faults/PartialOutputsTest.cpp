@@ -2,7 +2,7 @@
 // never leave a cut-short file under the final name, and what a killed run left hidden is cleared by
 // the next run into that folder.
 #include "FaultSupport.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "platform/AtomicFile.h"
 #include "transfer/stitch/StitchRunner.h"
 
@@ -33,7 +33,7 @@ QByteArray bytesOf(const QString &path)
 }
 
 // Noise compresses badly, so a handful of these make a run long enough to be killed in the middle.
-QStringList noisyImages(TestEnvironment &env, int count, int side)
+QStringList noisyImages(AppTestEnvironment &env, int count, int side)
 {
     QStringList paths;
     QRandomGenerator random(7);
@@ -70,7 +70,7 @@ TEST_P(FullDiskStitch, FailsWithTheReasonAndLeavesNothing)
 {
     if (const auto why = Faults::tmpfsUnavailable())
         GTEST_SKIP() << why->toStdString();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QStringList images = noisyImages(env, 3, 300);
     const Faults::TinyDisk disk(env.path(QStringLiteral("stick")), 128 * 1024);
     ASSERT_TRUE(disk.mounted());
@@ -95,11 +95,11 @@ TEST(PartialOutputs, AStitchOnAFullDiskEndsFailedOnTheCommandLine)
 {
     if (const auto why = Faults::tmpfsUnavailable())
         GTEST_SKIP() << why->toStdString();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QStringList images = noisyImages(env, 2, 300);
     const Faults::TinyDisk disk(env.path(QStringLiteral("stick")), 64 * 1024);
     ASSERT_TRUE(disk.mounted());
-    const auto run = Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")),
+    const auto run = Faults::run(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                                  QStringList{QStringLiteral("run"), QStringLiteral("stitch-files")} + images +
                                      QStringList{QStringLiteral("--dest"), disk.path(), QStringLiteral("--set"),
                                                  QStringLiteral("mode=image"), QStringLiteral("--json")});
@@ -110,7 +110,7 @@ TEST(PartialOutputs, AStitchOnAFullDiskEndsFailedOnTheCommandLine)
 
 TEST(PartialOutputs, ANameTakenWhileWritingIsNeverReplaced)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString target = env.path(QStringLiteral("report.pdf"));
     AtomicFile file(target);
     ASSERT_TRUE(file.open());
@@ -134,7 +134,7 @@ TEST(PartialOutputs, ANameTakenWhileWritingIsNeverReplaced)
 // whatever isn't ours, stays.
 TEST(PartialOutputs, TheNextRunClearsWhatKilledRunsLeft)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString folder = env.makeFolder(QStringLiteral("out"));
     const QString deadFile =
         env.makeFile(QStringLiteral("out/") + PartialFiles::prefix() + QStringLiteral("dead1"), "x");
@@ -167,14 +167,14 @@ TEST(PartialOutputs, TheNextRunClearsWhatKilledRunsLeft)
 
 TEST(PartialOutputs, KilledStitchRunsLeaveNothingHalfWritten)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QStringList images = noisyImages(env, 8, 900);
     const QString folder = env.makeFolder(QStringLiteral("out"));
     const quint32 seed = QRandomGenerator::global()->generate();
     QRandomGenerator random(seed);
     for (int i = 0; i < 6; ++i) {
         QProcess process;
-        process.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        process.start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                       QStringList{QStringLiteral("run"), QStringLiteral("stitch-files")} + images +
                           QStringList{QStringLiteral("--dest"), folder, QStringLiteral("--set"),
                                       QStringLiteral("mode=%1").arg(i % 2 ? "image" : "pdf"), QStringLiteral("--set"),
@@ -194,7 +194,7 @@ TEST(PartialOutputs, KilledStitchRunsLeaveNothingHalfWritten)
     }
     // A last run into the folder leaves no partial of any earlier one.
     const auto last = Faults::run(
-        TestEnvironment::executable(QStringLiteral("vantrel")),
+        AppTestEnvironment::executable(QStringLiteral("vantrel")),
         QStringList{QStringLiteral("run"), QStringLiteral("stitch-files")} + images.mid(0, 1) +
             QStringList{QStringLiteral("--dest"), folder, QStringLiteral("--set"), QStringLiteral("mode=pdf"),
                         QStringLiteral("--set"), QStringLiteral("outputBaseName=last")});
@@ -209,7 +209,7 @@ TEST(PartialOutputs, KilledTidyCopiesAcrossDisksLoseNothing)
 {
     if (const auto why = Faults::tmpfsUnavailable())
         GTEST_SKIP() << why->toStdString();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const Faults::TinyDisk downloads(env.path(QStringLiteral("stick")), 256LL * 1024 * 1024);
     ASSERT_TRUE(downloads.mounted());
     const QString package = downloads.path() + QStringLiteral("/Quarterly.pages");
@@ -237,7 +237,7 @@ TEST(PartialOutputs, KilledTidyCopiesAcrossDisksLoseNothing)
     QRandomGenerator when(seed);
     for (int i = 0; i < 5 && QFile::exists(package); ++i) {
         QProcess process;
-        process.start(TestEnvironment::executable(QStringLiteral("vantrel")), tidy);
+        process.start(AppTestEnvironment::executable(QStringLiteral("vantrel")), tidy);
         ASSERT_TRUE(process.waitForStarted());
         QThread::msleep(100 + when.bounded(600));
         process.kill();
@@ -251,7 +251,7 @@ TEST(PartialOutputs, KilledTidyCopiesAcrossDisksLoseNothing)
         }
         EXPECT_TRUE(QFile::exists(package) || QFile::exists(moved));
     }
-    const auto last = Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")), tidy);
+    const auto last = Faults::run(AppTestEnvironment::executable(QStringLiteral("vantrel")), tidy);
     EXPECT_EQ(last.exitCode, 0) << last.out.toStdString() << last.err.toStdString();
     EXPECT_FALSE(QFile::exists(package));
     EXPECT_EQ(Faults::snapshot(moved), original);

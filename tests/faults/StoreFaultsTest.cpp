@@ -1,7 +1,7 @@
 // The category and template stores under the faults users' machines have: a full disk, a file that
 // can't be read or moved, two processes changing the library at once, and a run killed mid-write.
 #include "FaultSupport.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "metadata/CategoryStore.h"
 #include "metadata/CommentTemplateStore.h"
 #include "platform/AtomicFile.h"
@@ -52,7 +52,7 @@ QStringList asideIn(const QString &folder, const QString &name)
 
 Faults::ProcessResult vantrel(const QStringList &arguments, int timeoutMs = 60000)
 {
-    return Faults::run(TestEnvironment::executable(QStringLiteral("vantrel")), arguments, {}, timeoutMs);
+    return Faults::run(AppTestEnvironment::executable(QStringLiteral("vantrel")), arguments, {}, timeoutMs);
 }
 
 Category named(const QString &name)
@@ -87,7 +87,7 @@ protected:
 // the library on disk is byte for byte what it was, and the store shows what is on disk.
 TEST_P(FullDiskStore, RefusesTheChangeAndKeepsTheLibrary)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const Faults::TinyDisk disk(Paths::applicationSupport(), 256 * 1024);
     ASSERT_TRUE(disk.mounted());
     CategoryStore store;
@@ -133,7 +133,7 @@ TEST(StoreFaults, TheCommandLineEndsOnTheFailureWhenTheLibraryCantBeSaved)
 {
     if (const auto why = Faults::tmpfsUnavailable())
         GTEST_SKIP() << why->toStdString();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("a.txt"), "a");
     const Faults::TinyDisk disk(Paths::applicationSupport(), 256 * 1024);
     ASSERT_TRUE(disk.mounted());
@@ -155,7 +155,7 @@ TEST(StoreFaults, AFailedExportLeavesTheOlderExportWhole)
 {
     if (const auto why = Faults::tmpfsUnavailable())
         GTEST_SKIP() << why->toStdString();
-    TestEnvironment env;
+    AppTestEnvironment env;
     const Faults::TinyDisk disk(env.path(QStringLiteral("stick")), 256 * 1024);
     ASSERT_TRUE(disk.mounted());
     const QString target = disk.path() + QStringLiteral("/mine.vantrelcategories");
@@ -175,7 +175,7 @@ TEST(StoreFaults, AFailedExportLeavesTheOlderExportWhole)
 
 TEST(StoreFaults, AnExportNeverReplacesAFileUnasked)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString target = env.makeFile(QStringLiteral("mine.vantrelcategories"), "keep me");
     const auto run = vantrel({QStringLiteral("categories"), QStringLiteral("export"), target});
     EXPECT_EQ(bytesOf(target), QByteArray("keep me"));
@@ -208,7 +208,7 @@ class UnreadableLibrary : public ::testing::TestWithParam<Unreadable> {};
 // overwritten, and the store starts from the seed; nothing hangs on a FIFO.
 TEST_P(UnreadableLibrary, IsMovedAsideWholeBeforeTheSeedIsWritten)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString folder = Paths::applicationSupport();
     QDir().mkpath(folder);
     const QString path = folder + QStringLiteral("/categories.json");
@@ -244,7 +244,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, UnreadableLibrary,
 
 TEST(StoreFaults, ManyCorruptFilesInOneSecondAreAllKept)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString folder = Paths::applicationSupport();
     QDir().mkpath(folder);
     const QString path = folder + QStringLiteral("/categories.json");
@@ -267,7 +267,7 @@ TEST(StoreFaults, ManyCorruptFilesInOneSecondAreAllKept)
 
 TEST(StoreFaults, ALibraryThatCantBeMovedAsideIsNeverOverwritten)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString folder = Paths::applicationSupport();
     QDir().mkpath(folder);
     const QString path = folder + QStringLiteral("/categories.json");
@@ -290,7 +290,7 @@ TEST(StoreFaults, ALibraryThatCantBeMovedAsideIsNeverOverwritten)
 
 TEST(StoreFaults, TwoStoresInOneFolderKeepEachOthersChanges)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     CategoryStore window;
     CategoryStore other;
     ASSERT_FALSE(other.add(named(QStringLiteral("From the command line"))));
@@ -313,7 +313,7 @@ TEST(StoreFaults, TwoStoresInOneFolderKeepEachOthersChanges)
 
 TEST(StoreFaults, TheWindowFollowsAChangeMadeByAnotherProcess)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("a.txt"), "a");
     auto state = env.makeAppState();
     ASSERT_EQ(state->categories().size(), 4);
@@ -322,7 +322,7 @@ TEST(StoreFaults, TheWindowFollowsAChangeMadeByAnotherProcess)
                  QStringLiteral("draftName=Taxes"), QStringLiteral("--set"), QStringLiteral("draftTags=2026")});
     ASSERT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
     for (int waited = 0; waited < 5000 && state->categories().size() < 5; waited += 20) {
-        TestEnvironment::runUntilIdle(20);
+        AppTestEnvironment::runUntilIdle(20);
         QThread::msleep(20);
     }
     ASSERT_EQ(state->categories().size(), 5);
@@ -334,13 +334,13 @@ TEST(StoreFaults, TheWindowFollowsAChangeMadeByAnotherProcess)
 
 TEST(StoreFaults, TenParallelRunsAllKeepTheirCategory)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("a.txt"), "a");
     const QString library = CategoryStore().filePath();
     std::vector<std::unique_ptr<QProcess>> runs;
     for (int i = 0; i < 10; ++i) {
         auto process = std::make_unique<QProcess>();
-        process->start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        process->start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                        {QStringLiteral("run"), QStringLiteral("tag-category-selector"), file, QStringLiteral("--set"),
                         QStringLiteral("draftName=Parallel %1").arg(i), QStringLiteral("--set"),
                         QStringLiteral("draftTags=t%1").arg(i)});
@@ -360,14 +360,14 @@ TEST(StoreFaults, TenParallelRunsAllKeepTheirCategory)
 
 TEST(StoreFaults, RunsKilledMidWriteNeverLeaveAHalfLibraryOrAPartial)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("a.txt"), "a");
     const QString library = CategoryStore().filePath();
     const quint32 seed = QRandomGenerator::global()->generate();
     QRandomGenerator random(seed);
     for (int i = 0; i < 12; ++i) {
         QProcess process;
-        process.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        process.start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                       {QStringLiteral("run"), QStringLiteral("tag-category-selector"), file, QStringLiteral("--set"),
                        QStringLiteral("draftName=Killed %1").arg(i)});
         ASSERT_TRUE(process.waitForStarted());

@@ -2,8 +2,8 @@
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"
-#include "app/WorkflowRunner.h"
 #include "metadata/FinderMetadata.h"
+#include "scan/ScanState.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -38,10 +38,11 @@ TEST(CleanDuplicateComments, CleansMessyCommentsAndLeavesCleanOnesByteForByte)
     ASSERT_TRUE(MetadataTestSupport::setAttribute(clean, "user.xdg.comment", "one;  two |three"));
     ASSERT_TRUE(MetadataTestSupport::setAttribute(blank, "user.xdg.comment", "  \n "));
 
-    auto state = env.makeAppState();
+    ScanState scans(env.defaults());
     const QStringList paths{messy, caseOnly, clean, blank, none, env.path(QStringLiteral("gone.txt"))};
-    state->runWorkflow(QStringLiteral("clean-duplicate-comments"), paths);
+    CleanDuplicateCommentsHandler::run(paths, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
+    EXPECT_FALSE(scans.isScanning());
 
     EXPECT_EQ(rawComment(messy), QByteArray("a, b, c"));
     EXPECT_EQ(rawComment(caseOnly), QByteArray("Tag"));
@@ -49,8 +50,8 @@ TEST(CleanDuplicateComments, CleansMessyCommentsAndLeavesCleanOnesByteForByte)
     EXPECT_EQ(rawComment(blank), QByteArray("  \n "));
     EXPECT_EQ(rawComment(none), QByteArray("(none)"));
 
-    ASSERT_TRUE(state->activeReport().has_value());
-    const ScanReport &report = *state->activeReport();
+    ASSERT_TRUE(scans.activeReport().has_value());
+    const ScanReport &report = *scans.activeReport();
     EXPECT_EQ(report.workflowID, QStringLiteral("clean-duplicate-comments"));
     EXPECT_EQ(report.title, QStringLiteral("Clean Duplicate Comments"));
     EXPECT_EQ(report.kind, ScanReport::Kind::tidy);
@@ -80,11 +81,11 @@ TEST(CleanDuplicateComments, AReadOnlyFilesFailureReachesItsBadge)
     MetadataTestSupport::LockedFile lock(locked);
     ASSERT_TRUE(lock.isLocked());
 
-    auto state = env.makeAppState();
-    state->runWorkflow(QStringLiteral("clean-duplicate-comments"), {locked, fine});
+    ScanState scans(env.defaults());
+    CleanDuplicateCommentsHandler::run({locked, fine}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_TRUE(state->activeReport().has_value());
-    const ScanReport &report = *state->activeReport();
+    ASSERT_TRUE(scans.activeReport().has_value());
+    const ScanReport &report = *scans.activeReport();
     const QString error = QStringLiteral("Finder rejected the change (exit 1): Operation not permitted");
     EXPECT_EQ(report.summary, QStringLiteral("Cleaned 1 · 1 failed: ") + error + QLatin1Char('.'));
     EXPECT_EQ(report.failures, (QList<ItemFailure>{{locked, error}}));
@@ -97,6 +98,7 @@ TEST(CleanDuplicateComments, AReadOnlyFilesFailureReachesItsBadge)
 }
 
 struct SummaryCase {
+    const char *name;
     int cleaned;
     int unchanged;
     int failed;
@@ -105,7 +107,7 @@ struct SummaryCase {
 
 void PrintTo(const SummaryCase &c, std::ostream *os)
 {
-    *os << c.summary;
+    *os << c.name;
 }
 
 class CleanSummary : public ::testing::TestWithParam<SummaryCase> {};
@@ -122,25 +124,27 @@ TEST_P(CleanSummary, CountsCleanedAndFailedFiles)
     EXPECT_EQ(CleanDuplicateCommentsHandler::summary(outcomes), QString::fromUtf8(GetParam().summary));
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, CleanSummary,
-                         ::testing::Values(SummaryCase{1, 0, 0, "Cleaned 1 file."},
-                                           SummaryCase{3, 2, 0, "Cleaned 3 files."},
-                                           SummaryCase{0, 0, 0, "Comments were already clean across 0 files."},
-                                           SummaryCase{0, 1, 0, "Comments were already clean across 1 file."},
-                                           SummaryCase{0, 4, 0, "Comments were already clean across 4 files."},
-                                           SummaryCase{0, 1, 2, "Cleaned 0 · 2 failed: nope."},
-                                           SummaryCase{2, 0, 1, "Cleaned 2 · 1 failed: nope."}));
+INSTANTIATE_TEST_SUITE_P(
+    Texts, CleanSummary,
+    ::testing::Values(SummaryCase{"OneCleaned", 1, 0, 0, "Cleaned 1 file."},
+                      SummaryCase{"UnchangedNotCounted", 3, 2, 0, "Cleaned 3 files."},
+                      SummaryCase{"NoFiles", 0, 0, 0, "Comments were already clean across 0 files."},
+                      SummaryCase{"OneAlreadyClean", 0, 1, 0, "Comments were already clean across 1 file."},
+                      SummaryCase{"AllAlreadyClean", 0, 4, 0, "Comments were already clean across 4 files."},
+                      SummaryCase{"OnlyFailures", 0, 1, 2, "Cleaned 0 · 2 failed: nope."},
+                      SummaryCase{"CleanedAndFailed", 2, 0, 1, "Cleaned 2 · 1 failed: nope."}),
+    [](const testing::TestParamInfo<SummaryCase> &info) { return std::string(info.param.name); });
 
 TEST(CleanDuplicateComments, AnEmptySelectionStillReports)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
-    EXPECT_EQ(state->workflowRunner().handle(QStringLiteral("vantrel://run/clean-duplicate-comments")),
-              WorkflowRunner::Outcome(WorkflowRunner::ran{"clean-duplicate-comments", 0}));
+    ScanState scans(env.defaults());
+    CleanDuplicateCommentsHandler::run({}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_TRUE(state->activeReport().has_value());
-    EXPECT_TRUE(state->activeReport()->items.isEmpty());
-    EXPECT_EQ(state->activeReport()->summary, QStringLiteral("Comments were already clean across 0 files."));
+    ASSERT_TRUE(scans.activeReport().has_value());
+    EXPECT_EQ(scans.activeReport()->workflowID, QStringLiteral("clean-duplicate-comments"));
+    EXPECT_TRUE(scans.activeReport()->items.isEmpty());
+    EXPECT_EQ(scans.activeReport()->summary, QStringLiteral("Comments were already clean across 0 files."));
 }
 
 TEST(CleanDuplicateComments, ACancelledCleanupPublishesNoReportButKeepsWhatItWrote)
@@ -151,15 +155,15 @@ TEST(CleanDuplicateComments, ACancelledCleanupPublishesNoReportButKeepsWhatItWro
         paths.append(env.makeFile(QStringLiteral("many/%1.txt").arg(i)));
         ASSERT_TRUE(MetadataTestSupport::setAttribute(paths.last(), "user.xdg.comment", "dup, dup"));
     }
-    auto state = env.makeAppState();
-    QSignalSpy reports(&state->scanState(), &ScanState::activeReportChanged);
-    state->runWorkflow(QStringLiteral("clean-duplicate-comments"), paths);
-    EXPECT_TRUE(state->scanState().isScanning());
-    state->scanState().cancelScan();
+    ScanState scans(env.defaults());
+    QSignalSpy reports(&scans, &ScanState::activeReportChanged);
+    CleanDuplicateCommentsHandler::run(paths, scans);
+    EXPECT_TRUE(scans.isScanning());
+    scans.cancelScan();
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    EXPECT_FALSE(state->scanState().isScanning());
+    EXPECT_FALSE(scans.isScanning());
     EXPECT_EQ(reports.count(), 0);
-    EXPECT_FALSE(state->activeReport().has_value());
+    EXPECT_FALSE(scans.activeReport().has_value());
     // Whatever was cleaned before the cancel stays cleaned; nothing after it was touched.
     EXPECT_EQ(rawComment(paths.last()), QByteArray("dup, dup"));
 }

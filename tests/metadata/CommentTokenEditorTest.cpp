@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 struct TokenCase {
+    const char *name;
     std::optional<QString> comment;
     QStringList tokens;
     QStringList deduped;
@@ -11,7 +12,7 @@ struct TokenCase {
 
 void PrintTo(const TokenCase &c, std::ostream *os)
 {
-    *os << '"' << c.comment.value_or("(none)").toStdString() << '"';
+    *os << c.name;
 }
 
 class CommentTokens : public ::testing::TestWithParam<TokenCase> {};
@@ -25,16 +26,21 @@ TEST_P(CommentTokens, SplitTrimAndDedupe)
 
 INSTANTIATE_TEST_SUITE_P(
     Comments, CommentTokens,
-    ::testing::Values(TokenCase{std::nullopt, {}, {}}, TokenCase{"", {}, {}}, TokenCase{"  \t\n ", {}, {}},
-                      TokenCase{"a, b; a", {"a", "b", "a"}, {"a", "b"}},
-                      TokenCase{"Tag, tag, TAG", {"Tag", "tag", "TAG"}, {"Tag"}},
-                      TokenCase{"one; two", {"one", "two"}, {"one", "two"}},
-                      TokenCase{"a,,b;;|c\r\n\nd", {"a", "b", "c", "d"}, {"a", "b", "c", "d"}},
-                      TokenCase{"  Draft |draft| Final ", {"Draft", "draft", "Final"}, {"Draft", "Final"}},
-                      TokenCase{"Größe, GRÖSSE, größe", {"Größe", "GRÖSSE", "größe"}, {"Größe", "GRÖSSE"}},
-                      TokenCase{"two words, two  words", {"two words", "two  words"}, {"two words", "two  words"}}));
+    ::testing::Values(
+        TokenCase{"NoComment", std::nullopt, {}, {}}, TokenCase{"EmptyComment", "", {}, {}},
+        TokenCase{"OnlyWhitespace", "  \t\n ", {}, {}},
+        TokenCase{"RepeatDropped", "a, b; a", {"a", "b", "a"}, {"a", "b"}},
+        TokenCase{"FirstSpellingWinsOverCase", "Tag, tag, TAG", {"Tag", "tag", "TAG"}, {"Tag"}},
+        TokenCase{"SemicolonSeparates", "one; two", {"one", "two"}, {"one", "two"}},
+        TokenCase{"EmptyPiecesAndLineBreaksDropped", "a,,b;;|c\r\n\nd", {"a", "b", "c", "d"}, {"a", "b", "c", "d"}},
+        TokenCase{"PiecesTrimmed", "  Draft |draft| Final ", {"Draft", "draft", "Final"}, {"Draft", "Final"}},
+        TokenCase{"SharpSStaysApartFromSS", "Größe, GRÖSSE, größe", {"Größe", "GRÖSSE", "größe"}, {"Größe", "GRÖSSE"}},
+        TokenCase{
+            "InnerSpacesKept", "two words, two  words", {"two words", "two  words"}, {"two words", "two  words"}}),
+    [](const testing::TestParamInfo<TokenCase> &info) { return std::string(info.param.name); });
 
 struct ScriptCase {
+    const char *name;
     const char *path;
     const char *comment;
     const char *expected;
@@ -42,7 +48,7 @@ struct ScriptCase {
 
 void PrintTo(const ScriptCase &c, std::ostream *os)
 {
-    *os << c.comment;
+    *os << c.name;
 }
 
 class FinderCommentScript : public ::testing::TestWithParam<ScriptCase> {};
@@ -58,19 +64,20 @@ TEST_P(FinderCommentScript, EscapesBackslashesThenQuotes)
 INSTANTIATE_TEST_SUITE_P(
     Literals, FinderCommentScript,
     ::testing::Values(
-        ScriptCase{"/Users/a/x.txt", "plain",
+        ScriptCase{"Plain", "/Users/a/x.txt", "plain",
                    "tell application \"Finder\"\n    set theFile to POSIX file \"/Users/a/x.txt\" as alias\n    set "
                    "comment of theFile to \"plain\"\nend tell"},
         ScriptCase{
-            "/tmp/say \"hi\".txt", "a \\\"b\\\"",
+            "QuotesAndBackslashes", "/tmp/say \"hi\".txt", "a \\\"b\\\"",
             "tell application \"Finder\"\n    set theFile to POSIX file \"/tmp/say \\\"hi\\\".txt\" as alias\n    "
             "set comment of theFile to \"a \\\\\\\"b\\\\\\\"\"\nend tell"},
-        ScriptCase{"/tmp/x", "line one\nline two",
+        ScriptCase{"LineBreakKept", "/tmp/x", "line one\nline two",
                    "tell application \"Finder\"\n    set theFile to POSIX file \"/tmp/x\" as alias\n    set comment of "
                    "theFile to \"line one\nline two\"\nend tell"},
-        ScriptCase{"/tmp/x", "",
+        ScriptCase{"EmptyComment", "/tmp/x", "",
                    "tell application \"Finder\"\n    set theFile to POSIX file \"/tmp/x\" as alias\n    set comment of "
-                   "theFile to \"\"\nend tell"}));
+                   "theFile to \"\"\nend tell"}),
+    [](const testing::TestParamInfo<ScriptCase> &info) { return std::string(info.param.name); });
 
 TEST(FinderCommentScript, RunsOsascriptWithTheScriptAsOneArgument)
 {

@@ -153,12 +153,6 @@ INSTANTIATE_TEST_SUITE_P(
                   "first\nfirst"},
         ApplyCase{
             "AppendWithoutCommentLeavesIt", M::append, {}, 0, "keep", {{}, "", std::nullopt}, {}, std::nullopt, "keep"},
-        ApplyCase{"AppendOntoNoComment",
-                  M::append,
-                  {},
-                  0,
-                  std::nullopt,
-                  {{}, "new", std::nullopt},
-                  {},
-                  std::nullopt,
-                  "new"}));
+        ApplyCase{
+            "AppendOntoNoComment", M::append, {}, 0, std::nullopt, {{}, "new", std::nullopt}, {}, std::nullopt, "new"}),
+    [](const testing::TestParamInfo<ApplyCase> &info) { return std::string(info.param.name); });

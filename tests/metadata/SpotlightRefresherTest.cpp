@@ -1,9 +1,8 @@
 #include "metadata/SpotlightRefresher.h"
 
 #include "TestEnvironment.h"
-#include "app/WorkflowRunner.h"
-#include "foundation/RunURL.h"
 #include "platform/Indexer.h"
+#include "scan/ScanState.h"
 
 #include <QFile>
 
@@ -45,12 +44,15 @@ private:
     QByteArray saved;
 };
 
-ScanReport refreshThroughTheRunner(TestEnvironment &env, const QStringList &paths)
+// The refresher run as the application runs it, a scan task, and the report that comes of it.
+ScanReport refreshAsAScan(TestEnvironment &env, const QStringList &paths)
 {
-    auto state = env.makeAppState();
-    state->workflowRunner().handle(RunURL::make(QStringLiteral("spotlight-path-refresher"), paths));
+    ScanState scans(env.defaults());
+    SpotlightRefresher::run(paths, scans);
     EXPECT_TRUE(TestEnvironment::runUntilIdle());
-    return state->activeReport().value_or(ScanReport{});
+    EXPECT_FALSE(scans.isScanning());
+    EXPECT_TRUE(scans.activeReport().has_value());
+    return scans.activeReport().value_or(ScanReport{});
 }
 
 } // namespace
@@ -61,7 +63,7 @@ TEST(SpotlightRefresher, WithoutAnIndexerEveryPathFails)
     IndexerPath path(env);
     EXPECT_FALSE(Indexer::command(QStringLiteral("/tmp")).has_value());
     const QString file = env.makeFile(QStringLiteral("a.txt"), "abc");
-    const ScanReport report = refreshThroughTheRunner(env, {file});
+    const ScanReport report = refreshAsAScan(env, {file});
     EXPECT_EQ(report.workflowID, QStringLiteral("spotlight-refresher"));
     EXPECT_EQ(report.title, QStringLiteral("Spotlight Refresher"));
     const QString reason = QStringLiteral("No desktop indexer is installed (tracker3, balooctl6 or balooctl).");
@@ -80,7 +82,7 @@ TEST(SpotlightRefresher, AsksTheIndexerForEachPathInOrderWithoutWalkingFolders)
     const QString folder = env.makeFolder(QStringLiteral("Docs"));
     env.makeFile(QStringLiteral("Docs/inner.txt"), "12");
     const QString failing = env.makeFile(QStringLiteral("will-fail.txt"));
-    const ScanReport report = refreshThroughTheRunner(env, {folder, failing});
+    const ScanReport report = refreshAsAScan(env, {folder, failing});
     EXPECT_EQ(path.asked(), QStringLiteral("index %1\nindex %2\n").arg(folder, failing));
     EXPECT_EQ(report.summary, QStringLiteral("Refreshed 1 · 1 failed: balooctl exited with status 1: no such file "
                                              "in the index."));
@@ -96,6 +98,7 @@ TEST(SpotlightRefresher, AsksTheIndexerForEachPathInOrderWithoutWalkingFolders)
 }
 
 struct RefreshSummaryCase {
+    const char *name;
     int succeeded;
     int failed;
     const char *summary;
@@ -103,7 +106,7 @@ struct RefreshSummaryCase {
 
 void PrintTo(const RefreshSummaryCase &c, std::ostream *os)
 {
-    *os << c.summary;
+    *os << c.name;
 }
 
 class RefreshSummary : public ::testing::TestWithParam<RefreshSummaryCase> {};
@@ -118,9 +121,11 @@ TEST_P(RefreshSummary, SaysHowManyWereRefreshed)
     EXPECT_EQ(SpotlightRefresher::summary(results), QString::fromUtf8(GetParam().summary));
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, RefreshSummary,
-                         ::testing::Values(RefreshSummaryCase{0, 0, "Nothing to refresh."},
-                                           RefreshSummaryCase{0, 1, "All 1 refreshes failed: Busy."},
-                                           RefreshSummaryCase{1, 1, "Refreshed 1 · 1 failed: Busy."},
-                                           RefreshSummaryCase{1, 0, "Refreshed Spotlight metadata for 1 path."},
-                                           RefreshSummaryCase{3, 0, "Refreshed Spotlight metadata for 3 paths."}));
+INSTANTIATE_TEST_SUITE_P(
+    Texts, RefreshSummary,
+    ::testing::Values(RefreshSummaryCase{"NoPaths", 0, 0, "Nothing to refresh."},
+                      RefreshSummaryCase{"AllFailed", 0, 1, "All 1 refreshes failed: Busy."},
+                      RefreshSummaryCase{"SomeFailed", 1, 1, "Refreshed 1 · 1 failed: Busy."},
+                      RefreshSummaryCase{"OneRefreshed", 1, 0, "Refreshed Spotlight metadata for 1 path."},
+                      RefreshSummaryCase{"AllRefreshed", 3, 0, "Refreshed Spotlight metadata for 3 paths."}),
+    [](const testing::TestParamInfo<RefreshSummaryCase> &info) { return std::string(info.param.name); });

@@ -1,6 +1,6 @@
 #include "platform/DesktopRegistration.h"
 
-#include "TestEnvironment.h"
+#include "TestHome.h"
 
 #include <QFile>
 #include <QProcess>
@@ -10,7 +10,7 @@
 
 TEST(DesktopRegistration, WritesTheEntryAndMimeTypeIntoTheDataHome)
 {
-    TestEnvironment env;
+    TestHome env;
     const QString executable = QStringLiteral("/opt/Vantrel Build/bin/vantrel");
     EXPECT_TRUE(DesktopRegistration::needsRegistration(executable));
 
@@ -33,7 +33,7 @@ TEST(DesktopRegistration, WritesTheEntryAndMimeTypeIntoTheDataHome)
 
 TEST(DesktopRegistration, MakesVantrelTheSchemeHandlerWhereXdgMimeExists)
 {
-    TestEnvironment env;
+    TestHome env;
     const QString xdgMime = QStandardPaths::findExecutable(QStringLiteral("xdg-mime"));
     if (xdgMime.isEmpty())
         GTEST_SKIP() << "xdg-mime is not installed";

@@ -1,6 +1,6 @@
 #include "platform/FileMoves.h"
 
-#include "TestEnvironment.h"
+#include "TestHome.h"
 
 #include <QDir>
 #include <QFile>
@@ -64,7 +64,7 @@ protected:
 
     QString trashed(const QString &name) const { return env.path(".local/share/Trash/files/" + name); }
 
-    TestEnvironment env;
+    TestHome env;
     std::unique_ptr<QTemporaryDir> other;
 };
 

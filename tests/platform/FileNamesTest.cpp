@@ -10,6 +10,11 @@ struct NameCase {
     std::optional<QString> problem;
 };
 
+void PrintTo(const NameCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class FileNameRule : public testing::TestWithParam<NameCase> {};
 
 } // namespace

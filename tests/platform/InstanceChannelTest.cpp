@@ -1,6 +1,6 @@
 #include "platform/InstanceChannel.h"
 
-#include "TestEnvironment.h"
+#include "TestHome.h"
 #include "platform/Paths.h"
 #include "platform/PrivateFolder.h"
 
@@ -32,7 +32,7 @@ bool deliverWhileServing(const QString &socket, const QStringList &urls)
 
 TEST(InstanceChannel, HandsURLsOverInOrder)
 {
-    TestEnvironment env;
+    TestHome env;
     InstanceServer server;
     ASSERT_TRUE(server.listen(Paths::instanceSocket())) << server.errorString().toStdString();
     QSignalSpy received(&server, &InstanceServer::urlsReceived);
@@ -49,7 +49,7 @@ TEST(InstanceChannel, HandsURLsOverInOrder)
 
 TEST(InstanceChannel, NoListenerMeansNotDeliveredAndAStaleSocketIsTakenOver)
 {
-    TestEnvironment env;
+    TestHome env;
     const QString socket = Paths::instanceSocket();
     EXPECT_EQ(InstanceClient::deliver(socket, {"vantrel://run/x"}, 200).outcome, InstanceClient::Outcome::noInstance);
 
@@ -69,7 +69,7 @@ TEST(InstanceChannel, NoListenerMeansNotDeliveredAndAStaleSocketIsTakenOver)
 
 TEST(InstanceChannel, TheSocketLivesInAFolderOfItsOwn)
 {
-    TestEnvironment env;
+    TestHome env;
     EXPECT_EQ(Paths::instanceSocket(), env.path(QStringLiteral("run/vantrel/instance")));
     InstanceServer server;
     ASSERT_TRUE(server.listen(Paths::instanceSocket())) << server.errorString().toStdString();
@@ -94,13 +94,18 @@ struct UnsafeFolder {
     const char *problemContains;
 };
 
+void PrintTo(const UnsafeFolder &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class PrivateFolderRefuses : public testing::TestWithParam<UnsafeFolder> {};
 
 } // namespace
 
 TEST_P(PrivateFolderRefuses, AndSaysWhy)
 {
-    TestEnvironment env;
+    TestHome env;
     const QString folder = env.path(QStringLiteral("run/vantrel"));
     const QString elsewhere = env.makeFolder(QStringLiteral("elsewhere"));
     QFile::setPermissions(elsewhere, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
@@ -156,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(InstanceChannel, PrivateFolderIsMadePrivateDespiteTheUmask)
 {
-    TestEnvironment env;
+    TestHome env;
     const QString folder = env.path(QStringLiteral("run/vantrel"));
     EXPECT_EQ(PrivateFolder::check(folder).status, PrivateFolder::Status::missing);
     // A umask that takes the owner's write bit would leave a folder Vantrel itself then refuses.

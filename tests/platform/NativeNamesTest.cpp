@@ -1,7 +1,7 @@
 #include "platform/NativeNames.h"
 
 #include "RemovedByBytes.h"
-#include "TestEnvironment.h"
+#include "TestHome.h"
 
 #include <QDir>
 #include <QFile>
@@ -108,7 +108,7 @@ TEST(NativeNames, FileURLCarriesTheBytes)
 // directory's own name isn't UTF-8.
 TEST(NativeNames, AbsolutePathKeepsAWorkingDirectoryThatIsNotUtf8)
 {
-    TestEnvironment env;
+    TestHome env;
     const RemovedByBytes cleanup{QFile::encodeName(env.home())};
     const QByteArray folder = QFile::encodeName(env.home()) + "/Archiv \xE4lter";
     ASSERT_EQ(::mkdir(folder.constData(), 0700), 0);

@@ -2,6 +2,7 @@
 
 #include "TestEnvironment.h"
 #include "scan/ContentDigests.h"
+#include "scan/ScanState.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -309,20 +310,19 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(DuplicateScan, RunsOnTheScanTaskAndPresentsItsReport)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    ScanState scans(env.defaults());
     env.makeFile(QStringLiteral("d/a"), "same");
     env.makeFile(QStringLiteral("d/b"), "same");
     QList<ScanProgress> seen;
-    QObject::connect(&state->scanState(), &ScanState::scanProgressChanged, [&] {
-        if (state->scanState().scanProgress())
-            seen.append(*state->scanState().scanProgress());
+    QObject::connect(&scans, &ScanState::scanProgressChanged, [&] {
+        if (scans.scanProgress())
+            seen.append(*scans.scanProgress());
     });
-    state->runWorkflow(QStringLiteral("duplicate-reports"), {env.path(QStringLiteral("d"))});
+    DuplicateScan::run({env.path(QStringLiteral("d"))}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_TRUE(state->activeReport().has_value());
-    EXPECT_EQ(state->activeReport()->groups->size(), 1);
+    ASSERT_TRUE(scans.activeReport().has_value());
+    EXPECT_EQ(scans.activeReport()->groups->size(), 1);
     ASSERT_FALSE(seen.isEmpty());
     EXPECT_EQ(seen.last(), (ScanProgress{QStringLiteral("Hashing files"), 2, 2}));
-    EXPECT_FALSE(state->scanState().scanProgress().has_value());
-    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_FALSE(scans.scanProgress().has_value());
 }

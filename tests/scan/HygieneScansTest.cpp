@@ -1,10 +1,10 @@
 #include "scan/HygieneScans.h"
 
 #include "TestEnvironment.h"
-#include "app/WorkflowRunner.h"
 #include "foundation/Defaults.h"
-#include "metadata/FinderMetadata.h"
+#include "platform/MetadataBackend.h"
 #include "platform/Paths.h"
+#include "scan/ScanState.h"
 #include "scan/TidyPlan.h"
 
 #include <QDir>
@@ -164,11 +164,12 @@ TEST(TagAuditScan, GroupsFilesUnderEachOfTheirTags)
     const QString both = env.makeFile(QStringLiteral("t/both"));
     const QString beta = env.makeFile(QStringLiteral("t/beta"));
     env.makeFile(QStringLiteral("t/none"));
-    FinderMetadata::writeTags({QStringLiteral("gamma"), QStringLiteral("alpha")}, both);
-    FinderMetadata::writeTags({QStringLiteral("Beta"), QStringLiteral("alpha")}, beta);
+    MetadataBackend::system().writeTags({QStringLiteral("gamma"), QStringLiteral("alpha")}, both);
+    MetadataBackend::system().writeTags({QStringLiteral("Beta"), QStringLiteral("alpha")}, beta);
 
     const auto walked = FileWalker::walk({both, beta, env.path(QStringLiteral("t/none"))});
-    const ScanReport report = HygieneScans::tagAudit(walked, &FinderMetadata::readTags);
+    const ScanReport report =
+        HygieneScans::tagAudit(walked, [](const QString &path) { return MetadataBackend::system().readTags(path); });
     ASSERT_TRUE(report.groups.has_value());
     QStringList labels;
     for (const ScanGroup &group : *report.groups)
@@ -183,42 +184,42 @@ TEST(TagAuditScan, GroupsFilesUnderEachOfTheirTags)
 TEST(TagAuditScan, OneTaggedFileOfTwoAndNoTagsAtAll)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    ScanState scans(env.defaults());
     const QString tagged = env.makeFile(QStringLiteral("a"));
     const QString plain = env.makeFile(QStringLiteral("b"));
-    FinderMetadata::writeTags({QStringLiteral("Work")}, tagged);
-    state->runWorkflow(QStringLiteral("tag-audit"), {tagged, plain});
+    MetadataBackend::system().writeTags({QStringLiteral("Work")}, tagged);
+    HygieneScans::runTagAudit({tagged, plain}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_TRUE(state->activeReport().has_value());
-    EXPECT_EQ(state->activeReport()->summary, QStringLiteral("1 unique tag across 1 of 2 files."));
+    ASSERT_TRUE(scans.activeReport().has_value());
+    EXPECT_EQ(scans.activeReport()->summary, QStringLiteral("1 unique tag across 1 of 2 files."));
 
-    state->runWorkflow(QStringLiteral("tag-audit"), {plain});
+    HygieneScans::runTagAudit({plain}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    EXPECT_EQ(state->activeReport()->summary, QStringLiteral("No Finder tags found across 1 file."));
+    EXPECT_EQ(scans.activeReport()->summary, QStringLiteral("No Finder tags found across 1 file."));
 }
 
 TEST(ThresholdScans, ANewThresholdReworksTheReportWithoutWalkingAgain)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    ScanState scans(env.defaults());
     const QString old = env.makeFile(QStringLiteral("s/old.txt"));
     const QString older = env.makeFile(QStringLiteral("s/older.txt"));
     touch(old, QDateTime::currentDateTime().addDays(-100));
     touch(older, QDateTime::currentDateTime().addDays(-400));
-    state->runWorkflow(QStringLiteral("old-stale-files"), {env.path(QStringLiteral("s"))});
+    HygieneScans::runStale({env.path(QStringLiteral("s"))}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    EXPECT_EQ(names(*state->activeReport()), QStringList{"older.txt"});
+    EXPECT_EQ(names(*scans.activeReport()), QStringList{"older.txt"});
 
     // Gone from disk, still in the cached walk: the new report comes from the cache.
     QFile::remove(old);
-    state->scanState().setStaleThreshold(90);
-    EXPECT_EQ(names(*state->activeReport()), (QStringList{"older.txt", "old.txt"}));
+    scans.setStaleThreshold(90);
+    EXPECT_EQ(names(*scans.activeReport()), (QStringList{"older.txt", "old.txt"}));
     EXPECT_EQ(env.defaults().value(DefaultsKeys::staleThresholdDays), 90);
 
     // Another scan's threshold is stored and leaves this report alone.
-    const QUuid shown = state->activeReport()->id;
-    state->scanState().setLargeFileThreshold(10);
-    EXPECT_EQ(state->activeReport()->id, shown);
+    const QUuid shown = scans.activeReport()->id;
+    scans.setLargeFileThreshold(10);
+    EXPECT_EQ(scans.activeReport()->id, shown);
     EXPECT_EQ(env.defaults().value(DefaultsKeys::largeFileThresholdMB), 10);
 }
 
@@ -235,95 +236,19 @@ TEST(TidyScan, AnEmptySelectionLooksInTheDownloadsFolderTheUserNamed)
     const QString elsewhere = env.makeFile(QStringLiteral("Other/old.pdf"), "pdf");
     touch(elsewhere, QDateTime::currentDateTime().addDays(-60));
 
-    auto state = env.makeAppState();
-    state->workflowRunner().handle(QStringLiteral("vantrel://run/downloads-tidy"));
+    ScanState scans(env.defaults());
+    HygieneScans::runTidy({}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_TRUE(state->activeReport().has_value());
-    ASSERT_EQ(state->activeReport()->plannedMoves->size(), 1);
-    EXPECT_EQ(state->activeReport()->plannedMoves->first().destination,
+    ASSERT_TRUE(scans.activeReport().has_value());
+    ASSERT_EQ(scans.activeReport()->plannedMoves->size(), 1);
+    EXPECT_EQ(scans.activeReport()->plannedMoves->first().destination,
               env.path(QStringLiteral("Papers/Vantrel Tidy/Old PDFs/manual.pdf")));
-    EXPECT_TRUE(state->activeReport()->summary.contains(QStringLiteral("into ~/Papers/Vantrel Tidy/.")));
+    EXPECT_TRUE(scans.activeReport()->summary.contains(QStringLiteral("into ~/Papers/Vantrel Tidy/.")));
 
     // A selected folder is walked alone.
-    state->runWorkflow(QStringLiteral("downloads-tidy"), {env.path(QStringLiteral("Other"))});
+    HygieneScans::runTidy({env.path(QStringLiteral("Other"))}, scans);
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    EXPECT_EQ(state->activeReport()->plannedMoves->first().source, elsewhere);
-}
-
-TEST(TidyPlan, MovesOnlyOnceConfirmedAndNeverOverwrites)
-{
-    TestEnvironment env;
-    auto state = env.makeAppState();
-    const QDateTime old = QDateTime::currentDateTime().addDays(-45);
-    const QString clash = env.makeFile(QStringLiteral("Downloads/report.pdf"), "new report");
-    const QString photo = env.makeFile(QStringLiteral("Downloads/photo.png"), "png");
-    touch(clash, old);
-    touch(photo, old);
-    const QString tidied = env.makeFile(QStringLiteral("Documents/Vantrel Tidy/Old PDFs/report.pdf"), "kept");
-    env.makeFile(QStringLiteral("Documents/Vantrel Tidy/Old PDFs/report (1).pdf"), "kept too");
-
-    state->runWorkflow(QStringLiteral("downloads-tidy"), {env.path(QStringLiteral("Downloads"))});
-    ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_EQ(state->activeReport()->plannedMoves->size(), 2);
-
-    // No answer is Cancel: nothing moves.
-    EXPECT_FALSE(state->confirmAndExecutePlan());
-    ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    ASSERT_EQ(env.interaction().askedAlerts().size(), 1);
-    const AlertRequest asked = env.interaction().askedAlerts().first();
-    EXPECT_EQ(asked.message, QStringLiteral("Move 2 files?"));
-    EXPECT_EQ(asked.informativeText,
-              QStringLiteral("Vantrel will move 2 items (13 bytes) into ~/Documents/Vantrel Tidy/, organized by file "
-                             "type. Nothing is deleted. You can move them back to their original locations any time."));
-    EXPECT_EQ(asked.buttons, (QStringList{"Move Files", "Cancel"}));
-    EXPECT_TRUE(QFile::exists(clash));
-
-    env.interaction().addAnswer(QStringLiteral("Move 2 files?"), QStringLiteral("Move Files"));
-    EXPECT_TRUE(state->confirmAndExecutePlan());
-    ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    EXPECT_FALSE(QFile::exists(clash));
-    QFile arrived(env.path(QStringLiteral("Documents/Vantrel Tidy/Old PDFs/report (2).pdf")));
-    ASSERT_TRUE(arrived.open(QIODevice::ReadOnly));
-    EXPECT_EQ(arrived.readAll(), QByteArray("new report"));
-    QFile untouched(tidied);
-    ASSERT_TRUE(untouched.open(QIODevice::ReadOnly));
-    EXPECT_EQ(untouched.readAll(), QByteArray("kept"));
-    EXPECT_TRUE(QFile::exists(env.path(QStringLiteral("Documents/Vantrel Tidy/Old Images/photo.png"))));
-
-    ASSERT_TRUE(state->packBanner().has_value());
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Moved 2 files into ~/Documents/Vantrel Tidy/."));
-    EXPECT_TRUE(state->activeReport()->items.isEmpty());
-    EXPECT_TRUE(state->activeReport()->plannedMoves->isEmpty());
-    // The walk stays cached: a new threshold still reworks the report without walking.
-    ASSERT_TRUE(state->scanState().scanCache().has_value());
-    EXPECT_EQ(state->scanState().scanCache()->walked.size(), 2);
-}
-
-TEST(TidyPlan, AFailedMoveLeavesItsFileAndIsCounted)
-{
-    TestEnvironment env;
-    auto state = env.makeAppState();
-    const QDateTime old = QDateTime::currentDateTime().addDays(-45);
-    const QString pdf = env.makeFile(QStringLiteral("in/a.pdf"), "a");
-    const QString zip = env.makeFile(QStringLiteral("in/b.zip"), "b");
-    touch(pdf, old);
-    touch(zip, old);
-    // A file where the PDFs' folder should be: that folder can't be made.
-    env.makeFile(QStringLiteral("Documents/Vantrel Tidy/Old PDFs"), "in the way");
-    state->runWorkflow(QStringLiteral("downloads-tidy"), {env.path(QStringLiteral("in"))});
-    ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    state->executePlan(*state->activeReport());
-    ASSERT_TRUE(TestEnvironment::runUntilIdle());
-    EXPECT_TRUE(QFile::exists(pdf));
-    EXPECT_FALSE(QFile::exists(zip));
-    // One failed move is enough to make the run a failure, and the row says why its file stayed.
-    EXPECT_EQ(*state->packBanner(), (AppState::PackBanner{AppState::PackBanner::Tone::failure,
-                                                          QStringLiteral("Moved 1 file · 1 failed: Not a directory."),
-                                                          {{pdf, QStringLiteral("Not a directory")}}}));
-    EXPECT_EQ(state->activeReport()->plannedMoves->size(), 1);
-    EXPECT_EQ(state->activeReport()->items.size(), 1);
-    EXPECT_EQ(state->activeReport()->items.first().url, pdf);
-    EXPECT_EQ(state->activeReport()->items.first().badge, QStringLiteral("failed: Not a directory"));
+    EXPECT_EQ(scans.activeReport()->plannedMoves->first().source, elsewhere);
 }
 
 struct ResultCase {
@@ -332,6 +257,11 @@ struct ResultCase {
     const char *text;
     const char *firstReason = "Operation not permitted";
 };
+
+void PrintTo(const ResultCase &c, std::ostream *os)
+{
+    *os << c.text;
+}
 
 class TidyResults : public ::testing::TestWithParam<ResultCase> {};
 

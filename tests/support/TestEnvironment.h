@@ -1,45 +1,30 @@
 #pragma once
 
-#include "app/AppState.h"
+#include "RecordingSessionHost.h"
+#include "TestHome.h"
 #include "foundation/Defaults.h"
 #include "foundation/ScriptedInteraction.h"
 
-#include <QByteArray>
-#include <QHash>
-#include <QString>
-#include <QTemporaryDir>
-
 #include <memory>
-#include <optional>
 
-// A temporary home for one test: HOME and the XDG folders point into it while
-// the environment lives, and are put back afterwards. It hands out the defaults
-// store, a scripted interaction and application states built on them.
-class TestEnvironment {
+// A temporary home with what every core test stands on: the defaults store in it, a scripted
+// interaction, and a host that records the banners a session shows.
+class TestEnvironment : public TestHome {
 public:
     TestEnvironment();
     ~TestEnvironment();
     TestEnvironment(const TestEnvironment &) = delete;
     TestEnvironment &operator=(const TestEnvironment &) = delete;
 
-    QString home() const;
-    QString path(const QString &relative) const;
-    QString makeFile(const QString &relative, const QByteArray &content = {});
-    QString makeFolder(const QString &relative);
-
     Defaults &defaults() { return *store; }
     ScriptedInteraction &interaction() { return scripted; }
-    std::unique_ptr<AppState> makeAppState();
+    RecordingSessionHost &host() { return *recorder; }
 
     // Processes the event loop until no task runs and no queued call waits.
     static bool runUntilIdle(int timeoutMs = 10000);
 
-    // The built executable, for tests that drive it as a separate process.
-    static QString executable(const QString &name);
-
 private:
-    QTemporaryDir root;
-    QHash<QByteArray, std::optional<QByteArray>> saved;
     std::unique_ptr<Defaults> store;
     ScriptedInteraction scripted;
+    std::unique_ptr<RecordingSessionHost> recorder;
 };

@@ -1,5 +1,5 @@
 #include "ui/pages/CategoriesPage.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -15,7 +15,7 @@ private slots:
 
     void createRenameTagAndDeleteACategory()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         env.defaults().setValue(DefaultsKeys::diagnosticsEnabled, true);
         auto state = env.makeAppState();
         CategoriesPage page(*state);
@@ -93,7 +93,7 @@ private slots:
         QFETCH(QString, button);
         QFETCH(QString, text);
         QFETCH(QString, refusal);
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         CategoriesPage page(*state);
         page.show();
@@ -117,7 +117,7 @@ private slots:
 
     void resetAsksAndRestoresTheSeed()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         QVERIFY(!state->categoryStore().replaceAll({}));
         CategoriesPage page(*state);

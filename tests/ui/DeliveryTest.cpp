@@ -1,4 +1,4 @@
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "platform/DesktopRegistration.h"
 #include "ui/shell/AppController.h"
 #include "ui/shell/MainWindow.h"
@@ -23,13 +23,13 @@ private slots:
 
     void urlFromASecondProcessReachesTheWindow()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         AppController controller;
-        QVERIFY(controller.start(TestEnvironment::executable(QStringLiteral("vantrel"))));
+        QVERIFY(controller.start(AppTestEnvironment::executable(QStringLiteral("vantrel"))));
         QVERIFY(QFile::exists(DesktopRegistration::desktopEntryPath()));
 
         QProcess open;
-        open.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        open.start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                    {"open", "vantrel://run/tag-category-selector"});
         QTRY_COMPARE_WITH_TIMEOUT(open.state(), QProcess::NotRunning, 20000);
         QCOMPARE(open.exitCode(), 0);
@@ -40,24 +40,24 @@ private slots:
 
     void aColdStartHandsItsURLToTheRunnerOnceStarted()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         AppController controller({QStringLiteral("vantrel://run/comment-templates")});
         // Nothing is handled before start-up is done.
         QVERIFY(!controller.state().packBanner().has_value());
-        QVERIFY(controller.start(TestEnvironment::executable(QStringLiteral("vantrel"))));
+        QVERIFY(controller.start(AppTestEnvironment::executable(QStringLiteral("vantrel"))));
         QTRY_COMPARE(controller.window().banner()->message(),
                      QStringLiteral("Select one or more files in Finder before running Comment Templates."));
     }
 
     void workflowFormBuildsTheRunURLWithItsFiles()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         AppController controller;
-        QVERIFY(controller.start(TestEnvironment::executable(QStringLiteral("vantrel"))));
+        QVERIFY(controller.start(AppTestEnvironment::executable(QStringLiteral("vantrel"))));
         const QString file = env.makeFile(QStringLiteral("Notes/a|b.txt"), "x");
 
         QProcess open;
-        open.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        open.start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                    {"open", "--workflow", "single-tag-selector", "--", file});
         QTRY_COMPARE_WITH_TIMEOUT(open.state(), QProcess::NotRunning, 20000);
         QCOMPARE(open.exitCode(), 0);
@@ -67,9 +67,9 @@ private slots:
 
     void aScanURLOpensTheResultsWindow()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         AppController controller;
-        QVERIFY(controller.start(TestEnvironment::executable(QStringLiteral("vantrel"))));
+        QVERIFY(controller.start(AppTestEnvironment::executable(QStringLiteral("vantrel"))));
         const QString file = env.makeFile(QStringLiteral("Inbox/notes.txt"), "x");
         const QByteArray comment("urgent, Urgent; review");
         QCOMPARE(::setxattr(QFile::encodeName(file).constData(), "user.xdg.comment", comment.constData(),
@@ -77,7 +77,7 @@ private slots:
                  0);
 
         QProcess open;
-        open.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        open.start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                    {"open", "--workflow", "clean-duplicate-comments", "--", file});
         QTRY_COMPARE_WITH_TIMEOUT(open.state(), QProcess::NotRunning, 20000);
         QTRY_VERIFY(controller.window().resultsView());

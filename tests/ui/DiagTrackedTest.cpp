@@ -1,5 +1,5 @@
 #include "ui/widgets/DiagTracked.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "foundation/diagnostics/DiagnosticLog.h"
 
 #include <QPushButton>
@@ -12,7 +12,7 @@ private slots:
 
     void aTapIsRecordedOnlyWhileRecording()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         DiagnosticLog log(env.defaults());
         QPushButton button(QStringLiteral("Add"));
         DiagTracked::track(&button, log, QStringLiteral("CategoriesView.addButton"));

@@ -1,5 +1,5 @@
 #include "ui/shell/MainWindow.h"
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "foundation/WorkflowCatalog.h"
 #include "platform/Paths.h"
 #include "ui/pages/CategoriesPage.h"
@@ -29,7 +29,7 @@ private slots:
 
     void sidebarListsTheSixDestinationsInOrder()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         QStringList labels;
@@ -49,7 +49,7 @@ private slots:
 
     void bannerShowsBothTonesAndDismisses()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         window.show();
@@ -71,7 +71,7 @@ private slots:
 
     void quickActionsTableListsWorkflowsInUseWithRunControls()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         env.defaults().setValue(DefaultsKeys::installedPackWorkflowIDs, {"archive-handler", "tag-audit"});
         auto state = env.makeAppState();
         QuickActionsPage page(*state);
@@ -116,7 +116,7 @@ private slots:
     // A library the disk won't take a change to: the window says why, and shows the library as it is.
     void aCategoryTheDiskRefusesIsNotShownAsAdded()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         const QString folder = Paths::applicationSupport();
         if (QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("+i"), folder}) != 0)

@@ -1,4 +1,4 @@
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "ui/pages/WorkflowResultsView.h"
 #include "ui/shell/MainWindow.h"
 #include "ui/widgets/ScanProgressCard.h"
@@ -49,7 +49,7 @@ private slots:
 
     void listsItemsUnderTheirGroupsWithCounters()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         state->presentReport(sampleReport(ScanReport::Kind::duplicates, true));
         WorkflowResultsView view(state->scanState(), env.interaction());
@@ -68,7 +68,7 @@ private slots:
 
     void selectionTogglesAndCopiesPathsInReportOrder()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         state->presentReport(sampleReport(ScanReport::Kind::large, false));
         WorkflowResultsView view(state->scanState(), env.interaction());
@@ -88,7 +88,7 @@ private slots:
 
     void anEmptyReportSaysSo()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         ScanReport empty = sampleReport(ScanReport::Kind::stale, false);
         empty.items.clear();
@@ -100,7 +100,7 @@ private slots:
 
     void theMainWindowOpensTheReportAndClosingDismissesIt()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         window.show();
@@ -115,7 +115,7 @@ private slots:
 
     void theWindowAndTheCommandLineShowTheSameDuplicates()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         env.makeFile(QStringLiteral("tree/a/photo.jpg"), QByteArray(20'000, 'p'));
         env.makeFile(QStringLiteral("tree/b/photo copy.jpg"), QByteArray(20'000, 'p'));
         env.makeFile(QStringLiteral("tree/notes.txt"), "same notes");
@@ -124,7 +124,7 @@ private slots:
         const QString tree = env.path(QStringLiteral("tree"));
 
         QProcess cli;
-        cli.start(TestEnvironment::executable(QStringLiteral("vantrel")),
+        cli.start(AppTestEnvironment::executable(QStringLiteral("vantrel")),
                   {QStringLiteral("run"), QStringLiteral("duplicate-reports"), tree, QStringLiteral("--json")});
         QVERIFY(cli.waitForFinished(30000));
         QCOMPARE(cli.exitCode(), 0);
@@ -144,7 +144,7 @@ private slots:
         MainWindow window(*state);
         window.show();
         state->runWorkflow(QStringLiteral("duplicate-reports"), {tree});
-        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(AppTestEnvironment::runUntilIdle());
         QVERIFY(window.resultsView());
         QCOMPARE(window.resultsView()->summaryLabel()->text(), report.value(QStringLiteral("summary")).toString());
         QMap<QString, QStringList> fromWindow;
@@ -160,7 +160,7 @@ private slots:
 
     void theTidyPlanMovesOnlyAfterTheAlert()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         const QString old = env.makeFile(QStringLiteral("Downloads/old.zip"), "zip");
         QFile file(old);
         QVERIFY(file.open(QIODevice::ReadWrite));
@@ -170,7 +170,7 @@ private slots:
         MainWindow window(*state);
         window.show();
         state->workflowRunner().handle(QStringLiteral("vantrel://run/downloads-tidy"));
-        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(AppTestEnvironment::runUntilIdle());
         QVERIFY(window.resultsView());
         WorkflowResultsView *view = window.resultsView();
         QVERIFY(!view->thresholdPicker()->isHidden());
@@ -178,14 +178,14 @@ private slots:
         QCOMPARE(view->moveButton()->text(), QStringLiteral("Move 1 file"));
 
         QTest::mouseClick(view->moveButton(), Qt::LeftButton);
-        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(AppTestEnvironment::runUntilIdle());
         QCOMPARE(env.interaction().askedAlerts().size(), 1);
         QCOMPARE(env.interaction().askedAlerts().first().message, QStringLiteral("Move 1 files?"));
         QVERIFY(QFile::exists(old));
 
         env.interaction().addAnswer(QStringLiteral("Move 1 files?"), QStringLiteral("Move Files"));
         QTest::mouseClick(view->moveButton(), Qt::LeftButton);
-        QVERIFY(TestEnvironment::runUntilIdle());
+        QVERIFY(AppTestEnvironment::runUntilIdle());
         QVERIFY(!QFile::exists(old));
         QVERIFY(QFile::exists(env.path(QStringLiteral("Documents/Vantrel Tidy/Old Archives/old.zip"))));
         QCOMPARE(state->packBanner()->message, QStringLiteral("Moved 1 file into ~/Documents/Vantrel Tidy/."));
@@ -194,7 +194,7 @@ private slots:
 
     void theProgressCardShowsWhileAScanRunsAndCancels()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         window.show();

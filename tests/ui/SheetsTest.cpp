@@ -1,4 +1,4 @@
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "metadata/FinderMetadata.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
@@ -60,7 +60,7 @@ private slots:
 
     void categoryTaggingFromAQuickActionWithANewCategory()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         QList<Category> seven = state->categories();
         for (int i = 0; i < 3; ++i)
@@ -111,7 +111,7 @@ private slots:
 
     void categoryTaggingSaysWhyADraftIsRefused()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         state->setCategoryTaggingContext(CategoryTaggingContext{{env.makeFile(QStringLiteral("a.txt"))}});
@@ -136,7 +136,7 @@ private slots:
 
     void categoryTaggingShowsItsEmptyLibrary()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         QVERIFY(!state->categoryStore().replaceAll({}));
         MainWindow window(*state);
@@ -161,7 +161,7 @@ private slots:
 
     void singleTagSelectorFiltersCountsAndApplies()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         const QString a = env.makeFile(QStringLiteral("a.txt"));
@@ -202,7 +202,7 @@ private slots:
 
     void commentTemplatesTicksEditsAndAppends()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         const QString file = env.makeFile(QStringLiteral("a.txt"));
@@ -241,7 +241,7 @@ private slots:
 
     void textCommentToolsPreviewsAndRenames()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         const QStringList files{env.makeFile(QStringLiteral("W/report.pdf")), env.makeFile(QStringLiteral("W/b.txt")),
@@ -273,7 +273,7 @@ private slots:
 
     void textCommentToolsRefusesTextThatLeavesTheFolder()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         const QString file = env.makeFile(QStringLiteral("W/report.pdf"));
@@ -296,7 +296,7 @@ private slots:
 
     void stitchShowsTheEstimateRunsAndFinishes()
     {
-        TestEnvironment env;
+        AppTestEnvironment env;
         auto state = env.makeAppState();
         MainWindow window(*state);
         QStringList shots;

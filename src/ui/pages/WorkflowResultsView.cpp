@@ -1,4 +1,6 @@
 #include "ui/pages/WorkflowResultsView.h"
+
+#include "foundation/Plural.h"
 #include "ui/widgets/Typography.h"
 
 #include "foundation/ByteCountFormatter.h"
@@ -27,11 +29,6 @@ namespace {
 
 constexpr int itemIDRole = Qt::UserRole + 1;
 constexpr int pathRole = Qt::UserRole + 2;
-
-QString plural(qsizetype n)
-{
-    return n == 1 ? QString() : QStringLiteral("s");
-}
 
 QString formatDate(const QDateTime &date)
 {
@@ -178,7 +175,7 @@ void WorkflowResultsView::refresh()
 
     const qsizetype moves = report.plannedMoves ? report.plannedMoves->size() : 0;
     move->setVisible(report.plannedMoves.has_value() && onExecutePlan && moves > 0);
-    move->setText(QStringLiteral("Move %1 file%2").arg(moves).arg(plural(moves)));
+    move->setText(QStringLiteral("Move %1 file%2").arg(moves).arg(pluralSuffix(moves)));
     reveal->setEnabled(false);
     copy->setEnabled(false);
 }

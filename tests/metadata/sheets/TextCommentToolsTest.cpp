@@ -7,11 +7,13 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
 using MetadataTestSupport::rawComment;
 using Kind = TextCommentToolsSheet::ActionKind;
+using Banner = RecordingSessionHost::Banner;
 
 namespace {
 
@@ -31,6 +33,11 @@ struct RenameCase {
     QString renamedTo;
 };
 
+void PrintTo(const RenameCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class Rename : public testing::TestWithParam<RenameCase> {};
 
 } // namespace
@@ -40,8 +47,7 @@ TEST_P(Rename, PreviewsAndRenamesTheStem)
     const RenameCase &c = GetParam();
     TestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("Work/") + c.file, "content");
-    auto state = env.makeAppState();
-    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{file}});
+    TextCommentToolsSheet sheet(env.host(), TextCommentToolsContext{{file}});
     sheet.setAction(c.kind);
     sheet.setPrimary(c.primary);
     sheet.setReplacement(c.replacement);
@@ -51,7 +57,8 @@ TEST_P(Rename, PreviewsAndRenamesTheStem)
 
     sheet.apply();
     EXPECT_EQ(namesIn(env.path(QStringLiteral("Work"))), QStringList{c.renamedTo});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Updated 1 file."));
+    EXPECT_EQ(env.host().banner(), (Banner{false, QStringLiteral("Updated 1 file."), {}}));
+    EXPECT_TRUE(sheet.isClosed());
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, Rename,
@@ -83,14 +90,14 @@ TEST(TextCommentTools, ATakenNameGetsACounterAndNothingIsOverwritten)
     const QString b = env.makeFile(QStringLiteral("W/b.txt"), "b");
     const QString c = env.makeFile(QStringLiteral("W/c.txt"), "c");
     env.makeFile(QStringLiteral("W/x.txt"), "taken");
-    auto state = env.makeAppState();
+    RecordingSessionHost &host = env.host();
 
     CommentWrites::applyTextCommentAction(
-        *state, TextCommentActions::replaceInFilename{QStringLiteral("a"), QStringLiteral("x")}, {a});
+        host, TextCommentActions::replaceInFilename{QStringLiteral("a"), QStringLiteral("x")}, {a});
     CommentWrites::applyTextCommentAction(
-        *state, TextCommentActions::replaceInFilename{QStringLiteral("b"), QStringLiteral("x")}, {b});
+        host, TextCommentActions::replaceInFilename{QStringLiteral("b"), QStringLiteral("x")}, {b});
     CommentWrites::applyTextCommentAction(
-        *state, TextCommentActions::replaceInFilename{QStringLiteral("c"), QStringLiteral("x")}, {c});
+        host, TextCommentActions::replaceInFilename{QStringLiteral("c"), QStringLiteral("x")}, {c});
     EXPECT_EQ(namesIn(env.path(QStringLiteral("W"))), (QStringList{"x (1).txt", "x (2).txt", "x (3).txt", "x.txt"}));
     QFile taken(env.path(QStringLiteral("W/x.txt")));
     ASSERT_TRUE(taken.open(QIODevice::ReadOnly));
@@ -106,8 +113,8 @@ TEST(TextCommentTools, CommentActionsAndTheirBanners)
     const QString tagged = env.makeFile(QStringLiteral("tagged.txt"));
     const QString bare = env.makeFile(QStringLiteral("bare.txt"));
     ASSERT_TRUE(MetadataTestSupport::setAttribute(tagged, "user.xdg.comment", "Draft, draft"));
-    auto state = env.makeAppState();
-    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{tagged, bare}});
+    TextCommentToolsSheet sheet(env.host(), TextCommentToolsContext{{tagged, bare}});
+    QSignalSpy closed(&sheet, &Session::closed);
 
     sheet.setAction(Kind::removeFromComment);
     EXPECT_FALSE(sheet.canApply());
@@ -118,10 +125,12 @@ TEST(TextCommentTools, CommentActionsAndTheirBanners)
     EXPECT_EQ(rawComment(tagged), QByteArray("Draft, "));
     // Written even when nothing changed: an empty comment is no attribute at all.
     EXPECT_EQ(rawComment(bare), QByteArray("(none)"));
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Updated 2 files."));
+    EXPECT_EQ(env.host().banner(), (Banner{false, QStringLiteral("Updated 2 files."), {}}));
+    EXPECT_TRUE(sheet.isClosed());
+    EXPECT_EQ(closed.count(), 1);
 
-    CommentWrites::applyTextCommentAction(*state, TextCommentActions::addToComment{QStringLiteral("status: in review")},
-                                          {tagged, bare});
+    CommentWrites::applyTextCommentAction(
+        env.host(), TextCommentActions::addToComment{QStringLiteral("status: in review")}, {tagged, bare});
     EXPECT_EQ(rawComment(tagged), QByteArray("Draft, \nstatus: in review"));
     EXPECT_EQ(rawComment(bare), QByteArray("status: in review"));
 
@@ -130,23 +139,24 @@ TEST(TextCommentTools, CommentActionsAndTheirBanners)
     EXPECT_EQ(sheet.warning(), QStringLiteral("This action can't be undone. Affected files: 2."));
     EXPECT_EQ(sheet.previewAfter(), QString());
     const QString missing = env.path(QStringLiteral("gone.txt"));
-    CommentWrites::applyTextCommentAction(*state, TextCommentActions::clearComment{}, {tagged, missing});
+    CommentWrites::applyTextCommentAction(env.host(), TextCommentActions::clearComment{}, {tagged, missing});
     EXPECT_EQ(rawComment(tagged), QByteArray("(none)"));
-    EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure,
-                                    QStringLiteral("Updated 1 · 1 failed: No such file or directory."),
-                                    {{missing, QStringLiteral("No such file or directory")}}}));
-    CommentWrites::applyTextCommentAction(*state, TextCommentActions::prependFilename{QStringLiteral("x")}, {missing});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed: No such file or directory."));
-    EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
-    EXPECT_FALSE(state->textCommentToolsContext().has_value());
+    EXPECT_EQ(env.host().banner(), (Banner{true,
+                                           QStringLiteral("Updated 1 · 1 failed: No such file or directory."),
+                                           {{missing, QStringLiteral("No such file or directory")}}}));
+    CommentWrites::applyTextCommentAction(env.host(), TextCommentActions::prependFilename{QStringLiteral("x")},
+                                          {missing});
+    ASSERT_EQ(env.host().banners().size(), 4);
+    EXPECT_EQ(env.host().banner()->message, QStringLiteral("All 1 updates failed: No such file or directory."));
+    EXPECT_TRUE(env.host().banner()->failure);
+    // Writes made after the sheet closed never reopen it.
+    EXPECT_EQ(closed.count(), 1);
 }
 
 TEST(TextCommentTools, FormTextsFollowTheAction)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
-    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{env.makeFile(QStringLiteral("a.txt"))}});
+    TextCommentToolsSheet sheet(env.host(), TextCommentToolsContext{{env.makeFile(QStringLiteral("a.txt"))}});
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
     EXPECT_EQ(sheet.primaryField(), (TextCommentToolsSheet::FormField{"Text", "e.g. 2026-06-"}));
@@ -167,7 +177,7 @@ TEST(TextCommentTools, FormTextsFollowTheAction)
     EXPECT_EQ(TextCommentToolsSheet::separators().value(1).value, QStringLiteral("-"));
     EXPECT_EQ(TextCommentToolsSheet::toString(Kind::clearComment), QStringLiteral("Clear Finder comment"));
 
-    TextCommentToolsSheet none(*state, TextCommentToolsContext{});
+    TextCommentToolsSheet none(env.host(), TextCommentToolsContext{});
     EXPECT_FALSE(none.previewBefore().has_value());
     EXPECT_FALSE(none.previewAfter().has_value());
 }
@@ -184,6 +194,11 @@ struct RefusedRename {
     QString problem;
 };
 
+void PrintTo(const RefusedRename &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class RefusedRenames : public testing::TestWithParam<RefusedRename> {};
 
 } // namespace
@@ -196,9 +211,8 @@ TEST_P(RefusedRenames, BeforeAnyFileIsRenamed)
     QStringList targets;
     for (const QString &file : c.files)
         targets.append(env.makeFile(QStringLiteral("Deep/Work/") + file, file.toUtf8()));
-    auto state = env.makeAppState();
-    state->setTextCommentToolsContext(TextCommentToolsContext{targets});
-    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{targets});
+    TextCommentToolsSheet sheet(env.host(), TextCommentToolsContext{targets});
+    QSignalSpy closed(&sheet, &Session::closed);
     sheet.setAction(c.kind);
     sheet.setPrimary(c.primary);
     sheet.setReplacement(c.replacement);
@@ -212,9 +226,11 @@ TEST_P(RefusedRenames, BeforeAnyFileIsRenamed)
     EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep/Work"))), expected);
     EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep"))), QStringList{});
     EXPECT_EQ(namesIn(env.home()), QStringList{});
-    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_TRUE(env.host().banners().isEmpty());
     // The sheet stays open with its text, to be corrected.
-    EXPECT_TRUE(state->textCommentToolsContext().has_value());
+    EXPECT_FALSE(sheet.isClosed());
+    EXPECT_EQ(closed.count(), 0);
+    EXPECT_EQ(sheet.primary(), c.primary);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -300,8 +316,7 @@ TEST(TextCommentTools, TextWithADotOrFindingASlashIsFine)
 {
     TestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("W/report.pdf"));
-    auto state = env.makeAppState();
-    TextCommentToolsSheet sheet(*state, TextCommentToolsContext{{file}});
+    TextCommentToolsSheet sheet(env.host(), TextCommentToolsContext{{file}});
     sheet.setAction(Kind::appendFilename);
     sheet.setPrimary(QStringLiteral(".."));
     EXPECT_EQ(sheet.problem(), std::nullopt);
@@ -316,12 +331,11 @@ TEST(TextCommentTools, TheRenameRefusesAPathEvenWithoutTheSheet)
 {
     TestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("Deep/Work/report.pdf"), "r");
-    auto state = env.makeAppState();
-    CommentWrites::applyTextCommentAction(*state, TextCommentActions::prependFilename{QStringLiteral("../../")},
+    CommentWrites::applyTextCommentAction(env.host(), TextCommentActions::prependFilename{QStringLiteral("../../")},
                                           {file});
-    ASSERT_TRUE(state->packBanner().has_value());
-    EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::failure);
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 1 updates failed: “report.pdf” would be renamed to "
+    ASSERT_TRUE(env.host().banner().has_value());
+    EXPECT_TRUE(env.host().banner()->failure);
+    EXPECT_EQ(env.host().banner()->message, QStringLiteral("All 1 updates failed: “report.pdf” would be renamed to "
                                                            "“../../report.pdf”. A file name can't contain “/”."));
     EXPECT_EQ(namesIn(env.path(QStringLiteral("Deep/Work"))), QStringList{"report.pdf"});
     EXPECT_EQ(namesIn(env.home()), QStringList{});

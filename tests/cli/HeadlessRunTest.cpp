@@ -1,6 +1,6 @@
 #include "cli/HeadlessRun.h"
 
-#include "TestEnvironment.h"
+#include "AppTestEnvironment.h"
 #include "foundation/Defaults.h"
 #include "metadata/FinderMetadata.h"
 
@@ -27,7 +27,7 @@ struct ProcessRun {
 ProcessRun vantrel(const QStringList &arguments)
 {
     QProcess process;
-    process.start(TestEnvironment::executable(QStringLiteral("vantrel")), arguments);
+    process.start(AppTestEnvironment::executable(QStringLiteral("vantrel")), arguments);
     EXPECT_TRUE(process.waitForFinished(30000));
     ProcessRun run;
     run.exitCode = process.exitCode();
@@ -61,7 +61,7 @@ TEST(HeadlessRun, ParsesIdsPathsAndOptions)
 
 TEST(HeadlessRun, ReportsRanWithNoFilesForAnUpperCaseScheme)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const ProcessRun run = vantrel({"run", "VANTREL://run/tag-audit", "--json"});
     const QJsonObject outcome = run.json.value(QStringLiteral("outcome")).toObject();
     EXPECT_EQ(outcome.value(QStringLiteral("case")).toString(), QStringLiteral("ran"));
@@ -76,7 +76,7 @@ TEST(HeadlessRun, ReportsRanWithNoFilesForAnUpperCaseScheme)
 
 TEST(HeadlessRun, PrintsRefusalsAndTheirBanner)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const ProcessRun refused = vantrel({"run", "single-tag-selector", "--json"});
     EXPECT_EQ(refused.exitCode, 1);
     const QJsonObject banner = refused.json.value(QStringLiteral("banner")).toObject();
@@ -103,7 +103,7 @@ TEST(HeadlessRun, PrintsRefusalsAndTheirBanner)
 
 TEST(HeadlessRun, CategoriesExportAndImportThroughTheSameFlows)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.path(QStringLiteral("library"));
     const ProcessRun exported = vantrel({"categories", "export", file});
     EXPECT_EQ(exported.exitCode, 0);
@@ -133,7 +133,7 @@ TEST(HeadlessRun, CategoriesExportAndImportThroughTheSameFlows)
 
 TEST(HeadlessRun, SheetsTakeTheirFieldsFromSetAndApply)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString a = env.makeFile(QStringLiteral("a.txt"));
     const QString b = env.makeFile(QStringLiteral("b.txt"));
 
@@ -171,7 +171,7 @@ TEST(HeadlessRun, SheetsTakeTheirFieldsFromSetAndApply)
 
 TEST(HeadlessRun, ASettingTheSheetDoesntKnowWritesNothing)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString a = env.makeFile(QStringLiteral("a.txt"));
     const struct {
         QStringList arguments;
@@ -214,6 +214,11 @@ struct Unwritten {
     const char *message;
 };
 
+void PrintTo(const Unwritten &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class HeadlessSheetRefuses : public testing::TestWithParam<Unwritten> {};
 
 } // namespace
@@ -221,7 +226,7 @@ class HeadlessSheetRefuses : public testing::TestWithParam<Unwritten> {};
 // Refused before anything is written: the file keeps its name and its comment.
 TEST_P(HeadlessSheetRefuses, AndChangesNothing)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("Deep/Work/a.txt"));
     ASSERT_NO_THROW(FinderMetadata::writeComment(QStringLiteral("Keep"), file));
     const ProcessRun run =
@@ -275,7 +280,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Set to nothing on purpose, a field counts: an empty body replaces the comment, as Apply in the window does.
 TEST(HeadlessRun, AnExplicitlyEmptyBodyStillClears)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("a.txt"));
     ASSERT_NO_THROW(FinderMetadata::writeComment(QStringLiteral("Old"), file));
     const ProcessRun run = vantrel({"run", "comment-templates", file, "--set", "customBody=", "--set", "mode=replace"});
@@ -285,7 +290,7 @@ TEST(HeadlessRun, AnExplicitlyEmptyBodyStillClears)
 
 TEST(HeadlessRun, ScansPrintTheirReport)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString a = env.makeFile(QStringLiteral("tree/a.bin"), QByteArray(2'000'000, 'x'));
     const QString b = env.makeFile(QStringLiteral("tree/sub/b.bin"), QByteArray(2'000'000, 'x'));
     const QString tree = env.path(QStringLiteral("tree"));
@@ -323,7 +328,7 @@ TEST(HeadlessRun, ScansPrintTheirReport)
 
 TEST(HeadlessRun, DownloadsTidyMovesOnlyWithYes)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     const QString old = env.makeFile(QStringLiteral("Downloads/manual.pdf"), "pdf");
     QFile file(old);
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
@@ -356,7 +361,7 @@ TEST(HeadlessRun, DownloadsTidyMovesOnlyWithYes)
 
 TEST(HeadlessRun, AStreamedReportIsTheJsonQtWouldWriteForTheWholeResult)
 {
-    TestEnvironment env;
+    AppTestEnvironment env;
     env.makeFile(QStringLiteral("dups/ä one"), "same");
     env.makeFile(QStringLiteral("dups/\"two\"\\"), "same");
     env.makeFile(QStringLiteral("dups/three\t"), "same");

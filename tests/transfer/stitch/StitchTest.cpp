@@ -39,6 +39,11 @@ struct GridCase {
     QSizeF canvas;
 };
 
+void PrintTo(const GridCase &c, std::ostream *os)
+{
+    *os << c.images << " images";
+}
+
 class GridLayout : public testing::TestWithParam<GridCase> {};
 
 } // namespace
@@ -183,11 +188,10 @@ TEST(StitchRunner, CancellingLeavesTheOldFileAndNoPartOfTheNewOne)
 TEST(StitchSession, EstimatesFromHeadersAndGuardsItsStart)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
     const QStringList sources{makeImage(env, QStringLiteral("a.png"), {4000, 3000}),
                               makeImage(env, QStringLiteral("b.png"), {4000, 3000}),
                               env.makeFile(QStringLiteral("c.txt"), "text")};
-    StitchSession session(*state, sources);
+    StitchSession session(env.host(), sources);
     EXPECT_TRUE(session.outputBaseName().startsWith(QStringLiteral("stitched-20")));
     EXPECT_EQ(session.unreadableCount(), 1);
     EXPECT_EQ(session.combinedSize(), QSize(4000, 6000));

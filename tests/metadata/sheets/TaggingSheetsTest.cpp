@@ -3,10 +3,15 @@
 
 #include "MetadataTestSupport.h"
 #include "TestEnvironment.h"
+#include "metadata/CategoryStore.h"
+#include "metadata/sheets/CommentWrites.h"
+
+#include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
 using MetadataTestSupport::rawComment;
+using Banner = RecordingSessionHost::Banner;
 
 namespace {
 
@@ -16,6 +21,11 @@ struct TagCase {
     QStringList tags;
     QByteArray expected;
 };
+
+void PrintTo(const TagCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
 
 class ApplyTags : public testing::TestWithParam<TagCase> {};
 
@@ -29,15 +39,12 @@ TEST_P(ApplyTags, JoinsTheTagsToTheCommentsTokens)
     if (!c.existing.isEmpty()) {
         ASSERT_TRUE(MetadataTestSupport::setAttribute(file, "user.xdg.comment", c.existing));
     }
-    auto state = env.makeAppState();
-    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
 
-    state->applyTags(c.tags, {file});
+    EXPECT_TRUE(CommentWrites::applyTags(env.host(), c.tags, {file}));
 
     EXPECT_EQ(rawComment(file), c.expected);
-    EXPECT_FALSE(state->categoryTaggingContext().has_value());
-    ASSERT_TRUE(state->packBanner().has_value());
-    EXPECT_EQ(state->packBanner()->tone, AppState::PackBanner::Tone::success);
+    ASSERT_TRUE(env.host().banner().has_value());
+    EXPECT_FALSE(env.host().banner()->failure);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -55,55 +62,51 @@ TEST(ApplyTags, BannersCountTagsFilesAndFailures)
     const QString one = env.makeFile(QStringLiteral("one.txt"));
     const QString two = env.makeFile(QStringLiteral("two.txt"));
     const QString locked = env.makeFile(QStringLiteral("locked.txt"));
-    auto state = env.makeAppState();
+    RecordingSessionHost &host = env.host();
 
-    state->applyTags({QStringLiteral("Raw")}, {one});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Applied 1 tag to 1 file."));
-    state->applyTags({QStringLiteral("Raw"), QStringLiteral("Edited")}, {one, two});
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Applied 2 tags to 2 files."));
+    CommentWrites::applyTags(host, {QStringLiteral("Raw")}, {one});
+    EXPECT_EQ(host.banner(), (Banner{false, QStringLiteral("Applied 1 tag to 1 file."), {}}));
+    CommentWrites::applyTags(host, {QStringLiteral("Raw"), QStringLiteral("Edited")}, {one, two});
+    EXPECT_EQ(host.banner(), (Banner{false, QStringLiteral("Applied 2 tags to 2 files."), {}}));
 
     MetadataTestSupport::LockedFile lock(locked);
     ASSERT_TRUE(lock.isLocked());
-    state->applyTags({QStringLiteral("Raw")}, {one, locked});
-    EXPECT_EQ(*state->packBanner(),
-              (AppState::PackBanner{AppState::PackBanner::Tone::failure,
-                                    QStringLiteral("Applied to 1 · 1 failed: Operation not permitted."),
-                                    {{locked, QStringLiteral("Operation not permitted")}}}));
+    CommentWrites::applyTags(host, {QStringLiteral("Raw")}, {one, locked});
+    EXPECT_EQ(host.banner(), (Banner{true,
+                                     QStringLiteral("Applied to 1 · 1 failed: Operation not permitted."),
+                                     {{locked, QStringLiteral("Operation not permitted")}}}));
     const QString missing = env.path(QStringLiteral("missing.txt"));
-    state->applyTags({QStringLiteral("Raw")}, {locked, missing});
+    CommentWrites::applyTags(host, {QStringLiteral("Raw")}, {locked, missing});
+    ASSERT_EQ(host.banners().size(), 4);
+    EXPECT_TRUE(host.banner()->failure);
     // The first failure's reason is the one the message gives; each file keeps its own.
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("All 2 writes failed: Operation not permitted."));
-    EXPECT_EQ(state->packBanner()->failures,
-              (QList<ItemFailure>{{locked, QStringLiteral("Operation not permitted")},
-                                  {missing, QStringLiteral("No such file or directory")}}));
+    EXPECT_EQ(host.banner()->message, QStringLiteral("All 2 writes failed: Operation not permitted."));
+    EXPECT_EQ(host.banner()->failures, (QList<ItemFailure>{{locked, QStringLiteral("Operation not permitted")},
+                                                           {missing, QStringLiteral("No such file or directory")}}));
     EXPECT_EQ(rawComment(locked), QByteArray("(none)"));
 }
 
-TEST(ApplyTags, NothingToWriteClosesBothSheetsSilently)
+// Blank tags or no files: nothing is written and no banner says otherwise.
+TEST(ApplyTags, NothingToWriteIsSilent)
 {
     TestEnvironment env;
     const QString file = env.makeFile(QStringLiteral("a.txt"));
-    auto state = env.makeAppState();
-    state->setSingleTagSelectorContext(SingleTagSelectorContext{{file}});
-    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
 
-    state->applyTags({QStringLiteral(" "), QStringLiteral("\n")}, {file});
-    EXPECT_FALSE(state->singleTagSelectorContext().has_value());
-    EXPECT_FALSE(state->categoryTaggingContext().has_value());
-    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_FALSE(CommentWrites::applyTags(env.host(), {QStringLiteral(" "), QStringLiteral("\n")}, {file}));
+    EXPECT_TRUE(env.host().banners().isEmpty());
     EXPECT_EQ(rawComment(file), QByteArray("(none)"));
 
-    state->applyTags({QStringLiteral("Raw")}, {});
-    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_FALSE(CommentWrites::applyTags(env.host(), {QStringLiteral("Raw")}, {}));
+    EXPECT_TRUE(env.host().banners().isEmpty());
 }
 
 TEST(CategoryTaggingSheet, CountsPreviewsAndLabels)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    CategoryStore store;
     const QString a = env.makeFile(QStringLiteral("a.txt"));
     const QString b = env.makeFile(QStringLiteral("b.txt"));
-    CategoryTaggingSheet sheet(*state, state->categoryStore(), CategoryTaggingContext{{a}});
+    CategoryTaggingSheet sheet(env.host(), store, CategoryTaggingContext{{a}});
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 4 categories"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply"));
     EXPECT_TRUE(sheet.summary().isEmpty());
@@ -116,43 +119,48 @@ TEST(CategoryTaggingSheet, CountsPreviewsAndLabels)
     EXPECT_EQ(CategoryTaggingSheet::preview(six), QStringLiteral("1, 2, 3, 4, 5, +2 more"));
     EXPECT_EQ(CategoryTaggingSheet::preview(Category{}), QStringLiteral("No tags yet"));
 
-    ASSERT_FALSE(state->categoryStore().replaceAll({state->categories().first()}));
-    CategoryTaggingSheet two(*state, state->categoryStore(), CategoryTaggingContext{{a, b}});
+    ASSERT_FALSE(store.replaceAll({store.categories().first()}));
+    CategoryTaggingSheet two(env.host(), store, CategoryTaggingContext{{a, b}});
     EXPECT_EQ(two.subtitle(), QStringLiteral("2 files selected · 1 category"));
-    two.setSelectedCategoryID(state->categories().first().id);
+    two.setSelectedCategoryID(store.categories().first().id);
     EXPECT_EQ(two.summary(), QStringLiteral("Will apply 3 tags from Projects to 2 files."));
     EXPECT_EQ(two.applyLabel(), QStringLiteral("Apply 3 tags to 2 files"));
 
     // A stale id is no choice: Apply does nothing and the sheet stays.
-    state->setCategoryTaggingContext(two.context());
+    QSignalSpy closed(&two, &Session::closed);
+    QSignalSpy applied(&two, &CategoryTaggingSheet::applied);
     two.setSelectedCategoryID(QUuid::createUuid());
     EXPECT_EQ(two.applyLabel(), QStringLiteral("Apply"));
     two.apply();
-    EXPECT_TRUE(state->categoryTaggingContext().has_value());
+    EXPECT_FALSE(two.isClosed());
+    EXPECT_EQ(closed.count(), 0);
+    EXPECT_EQ(applied.count(), 0);
+    EXPECT_TRUE(env.host().banners().isEmpty());
     EXPECT_EQ(rawComment(a), QByteArray("(none)"));
 }
 
 TEST(CategoryTaggingSheet, InlineFormMakesSelectsAndAppliesANewCategory)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    CategoryStore store;
     const QString file = env.makeFile(QStringLiteral("a.txt"));
-    QList<Category> seven = state->categories();
+    QList<Category> seven = store.categories();
     for (int i = 0; i < 3; ++i)
         seven.append({QUuid::createUuid(), QStringLiteral("Extra %1").arg(i), {}, {}, {}});
-    ASSERT_FALSE(state->categoryStore().replaceAll(seven));
-    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
-    CategoryTaggingSheet &sheet = *state->categoryTaggingSheet();
+    ASSERT_FALSE(store.replaceAll(seven));
+    CategoryTaggingSheet sheet(env.host(), store, CategoryTaggingContext{{file}});
+    QSignalSpy closed(&sheet, &Session::closed);
+    QSignalSpy applied(&sheet, &CategoryTaggingSheet::applied);
 
     sheet.setAddingCategory(true);
     sheet.setDraftName(QStringLiteral("   "));
     EXPECT_FALSE(sheet.saveDraft());
-    EXPECT_EQ(state->categories().size(), 7);
+    EXPECT_EQ(store.categories().size(), 7);
 
     sheet.setDraftName(QStringLiteral("  Trips "));
     sheet.setDraftTags(QStringLiteral("Rome, ,Oslo\n\n Lima ,"));
     ASSERT_TRUE(sheet.saveDraft());
-    const Category made = state->categories().last();
+    const Category made = store.categories().last();
     EXPECT_EQ(made.name, QStringLiteral("Trips"));
     EXPECT_EQ(made.tags, (QStringList{"Rome", "Oslo", "Lima"}));
     // Seven categories: the sheet's six-pair palette comes round to its second pair.
@@ -163,36 +171,42 @@ TEST(CategoryTaggingSheet, InlineFormMakesSelectsAndAppliesANewCategory)
     EXPECT_FALSE(sheet.addingCategory());
     EXPECT_TRUE(sheet.draftName().isEmpty());
     EXPECT_TRUE(sheet.draftTags().isEmpty());
+    EXPECT_FALSE(sheet.isClosed());
 
     sheet.apply();
     EXPECT_EQ(rawComment(file), QByteArray("Rome, Oslo, Lima"));
-    EXPECT_FALSE(state->categoryTaggingContext().has_value());
+    EXPECT_EQ(env.host().banner(), (Banner{false, QStringLiteral("Applied 3 tags to 1 file."), {}}));
+    EXPECT_TRUE(sheet.isClosed());
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_EQ(applied.count(), 1);
 }
 
 TEST(CategoryTaggingSheet, ACategoryOfEmptyTagsWritesNothingAndCloses)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    CategoryStore store;
     const QString file = env.makeFile(QStringLiteral("a.txt"));
     const Category blank{QUuid::createUuid(), QStringLiteral("Blank"), {}, {QStringLiteral(" "), QString()}, {}};
-    ASSERT_FALSE(state->categoryStore().add(blank));
-    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
-    CategoryTaggingSheet &sheet = *state->categoryTaggingSheet();
+    ASSERT_FALSE(store.add(blank));
+    CategoryTaggingSheet sheet(env.host(), store, CategoryTaggingContext{{file}});
+    QSignalSpy closed(&sheet, &Session::closed);
     sheet.setSelectedCategoryID(blank.id);
     sheet.apply();
-    EXPECT_FALSE(state->categoryTaggingContext().has_value());
-    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_TRUE(sheet.isClosed());
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_TRUE(env.host().banners().isEmpty());
     EXPECT_EQ(rawComment(file), QByteArray("(none)"));
 }
 
 TEST(SingleTagSelectorSheet, FiltersPicksAndWritesInTheLibrarysOrder)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    CategoryStore store;
     const QString a = env.makeFile(QStringLiteral("a.txt"));
     const QString b = env.makeFile(QStringLiteral("b.txt"));
-    state->setSingleTagSelectorContext(SingleTagSelectorContext{{a, b}});
-    SingleTagSelectorSheet &sheet = *state->singleTagSelectorSheet();
+    SingleTagSelectorSheet sheet(env.host(), store, SingleTagSelectorContext{{a, b}});
+    QSignalSpy closed(&sheet, &Session::closed);
+    QSignalSpy applied(&sheet, &SingleTagSelectorSheet::applied);
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("2 files selected · 14 tags available"));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 2 files"));
 
@@ -213,24 +227,27 @@ TEST(SingleTagSelectorSheet, FiltersPicksAndWritesInTheLibrarysOrder)
     sheet.apply();
     EXPECT_EQ(rawComment(a), QByteArray("Acme, Blocked"));
     EXPECT_EQ(rawComment(b), QByteArray("Acme, Blocked"));
-    EXPECT_FALSE(state->singleTagSelectorContext().has_value());
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Applied 2 tags to 2 files."));
+    EXPECT_TRUE(sheet.isClosed());
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_EQ(applied.count(), 1);
+    EXPECT_EQ(env.host().banner(), (Banner{false, QStringLiteral("Applied 2 tags to 2 files."), {}}));
 }
 
 TEST(SingleTagSelectorSheet, AnEmptyLibraryAndAnEmptyPickWriteNothing)
 {
     TestEnvironment env;
-    auto state = env.makeAppState();
+    CategoryStore store;
     const QString file = env.makeFile(QStringLiteral("a.txt"));
-    ASSERT_FALSE(state->categoryStore().replaceAll({}));
-    state->setSingleTagSelectorContext(SingleTagSelectorContext{{file}});
-    SingleTagSelectorSheet &sheet = *state->singleTagSelectorSheet();
+    ASSERT_FALSE(store.replaceAll({}));
+    SingleTagSelectorSheet sheet(env.host(), store, SingleTagSelectorContext{{file}});
+    QSignalSpy closed(&sheet, &Session::closed);
     EXPECT_EQ(sheet.subtitle(), QStringLiteral("1 file selected · 0 tags available"));
     EXPECT_EQ(sheet.emptyText(), QStringLiteral("No tags configured yet. Add categories first."));
     EXPECT_EQ(sheet.applyLabel(), QStringLiteral("Apply to 1 file"));
     sheet.apply();
-    EXPECT_FALSE(state->singleTagSelectorContext().has_value());
-    EXPECT_FALSE(state->packBanner().has_value());
+    EXPECT_TRUE(sheet.isClosed());
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_TRUE(env.host().banners().isEmpty());
     EXPECT_EQ(rawComment(file), QByteArray("(none)"));
 }
 
@@ -272,11 +289,10 @@ TEST_P(CategoryDraft, MeetsTheLibrarysRulesOrStaysADraft)
 {
     const DraftCase &c = GetParam();
     TestEnvironment env;
-    auto state = env.makeAppState();
+    CategoryStore store;
     const QString file = env.makeFile(QStringLiteral("a.txt"));
-    state->setCategoryTaggingContext(CategoryTaggingContext{{file}});
-    CategoryTaggingSheet &sheet = *state->categoryTaggingSheet();
-    const QList<Category> before = state->categories();
+    CategoryTaggingSheet sheet(env.host(), store, CategoryTaggingContext{{file}});
+    const QList<Category> before = store.categories();
 
     sheet.setAddingCategory(true);
     sheet.setDraftName(c.name);
@@ -286,12 +302,12 @@ TEST_P(CategoryDraft, MeetsTheLibrarysRulesOrStaysADraft)
     EXPECT_EQ(sheet.draftRefusal(), QString::fromUtf8(c.refusal));
     if (QByteArray(c.refusal).isEmpty()) {
         EXPECT_TRUE(saved);
-        ASSERT_EQ(state->categories().size(), before.size() + 1);
-        EXPECT_EQ(state->categories().last().name, c.name.trimmed());
+        ASSERT_EQ(store.categories().size(), before.size() + 1);
+        EXPECT_EQ(store.categories().last().name, c.name.trimmed());
     } else {
         // Refused: the library is as it was and the user's draft is still there to correct.
         EXPECT_FALSE(saved);
-        EXPECT_EQ(state->categories(), before);
+        EXPECT_EQ(store.categories(), before);
         EXPECT_TRUE(sheet.addingCategory());
         EXPECT_EQ(sheet.draftName(), c.name);
         EXPECT_FALSE(sheet.selectedCategoryID().has_value());
