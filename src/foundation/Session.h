@@ -5,7 +5,6 @@
 #include <QJsonObject>
 #include <QList>
 #include <QObject>
-#include <QPointer>
 #include <QStringList>
 
 #include <functional>
@@ -77,14 +76,14 @@ protected:
     template <typename Result>
     void runTask(std::function<Result(std::stop_token)> work, std::function<void(const Result &)> finish)
     {
-        const QPointer<Session> self(this);
+        // The session outlives its task (destroying it joins the thread), so the task may post to it.
         activeTask = std::make_unique<BackgroundTask>(
-            [self, work = std::move(work), finish = std::move(finish)](std::stop_token stop) {
+            [this, work = std::move(work), finish = std::move(finish)](std::stop_token stop) {
                 Result result = work(stop);
-                postToMain(self, [finish, result = std::move(result)] { finish(result); });
+                post([finish, result = std::move(result)] { finish(result); });
             });
     }
-    // Hands `call` to the main thread while a task runs; dropped when the session is gone.
+    // Hands `call` to the main thread from the task; dropped when the session is gone by then.
     void post(std::function<void()> call);
 
 private:

@@ -303,13 +303,12 @@ void StitchSession::start()
     const bool whiteChoice = white;
     const std::optional<int> capChoice = cap(chosenResolution);
     const QStringList files = sources();
-    QPointer<StitchSession> self(this);
     runTask<StitchRunner::Result>(
-        [=](std::stop_token stop) {
-            const auto progress = [self, startedAt](const QString &text, int doneCount, int total) {
-                postToMain(self, [self, text, doneCount, total, startedAt] {
-                    if (self && std::holds_alternative<running>(self->current))
-                        self->setPhase(running{{text, doneCount, total, startedAt}});
+        [=, this](std::stop_token stop) {
+            const auto progress = [this, startedAt](const QString &text, int doneCount, int total) {
+                post([this, text, doneCount, total, startedAt] {
+                    if (std::holds_alternative<running>(current))
+                        setPhase(running{{text, doneCount, total, startedAt}});
                 });
             };
             return mode == StitchRunner::Mode::pdf
