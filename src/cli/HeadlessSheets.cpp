@@ -60,7 +60,7 @@ std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Set
             return std::nullopt;
         return QStringLiteral("--set fills a sheet, and this run opened none.");
     }
-    const auto problem = fill(*open.first(), settings);
+    auto problem = fill(*open.first(), settings);
     if (problem) {
         for (Session *session : state.sessions())
             session->close();

@@ -1,5 +1,5 @@
-#include "FaultSupport.h"
 #include "AppTestEnvironment.h"
+#include "FaultSupport.h"
 
 #include "metadata/FinderMetadata.h"
 

@@ -1,7 +1,7 @@
 // Files handed to Vantrel that are no files: a FIFO with or without a writer, a device that never
 // ends. Each is refused at once with a clear message; nothing hangs, nothing runs out of memory.
-#include "FaultSupport.h"
 #include "AppTestEnvironment.h"
+#include "FaultSupport.h"
 #include "metadata/CategoryStore.h"
 #include "platform/RegularFile.h"
 #include "transfer/stitch/StitchRunner.h"

@@ -1,8 +1,8 @@
 // File names whose bytes aren't UTF-8, as an old disk, a zip from another system or a Latin-1 locale
 // leaves them: every workflow must act on the file itself and report paths that lead back to it.
+#include "AppTestEnvironment.h"
 #include "FaultSupport.h"
 #include "RemovedByBytes.h"
-#include "AppTestEnvironment.h"
 
 #include "platform/FileMoves.h"
 #include "platform/MetadataBackend.h"

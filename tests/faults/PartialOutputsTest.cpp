@@ -1,8 +1,8 @@
 // Outputs that are complete or absent: a full disk, a run killed half-way and a name taken meanwhile
 // never leave a cut-short file under the final name, and what a killed run left hidden is cleared by
 // the next run into that folder.
-#include "FaultSupport.h"
 #include "AppTestEnvironment.h"
+#include "FaultSupport.h"
 #include "platform/AtomicFile.h"
 #include "transfer/stitch/StitchRunner.h"
 

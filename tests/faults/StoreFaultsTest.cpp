@@ -1,7 +1,7 @@
 // The category and template stores under the faults users' machines have: a full disk, a file that
 // can't be read or moved, two processes changing the library at once, and a run killed mid-write.
-#include "FaultSupport.h"
 #include "AppTestEnvironment.h"
+#include "FaultSupport.h"
 #include "metadata/CategoryStore.h"
 #include "metadata/CommentTemplateStore.h"
 #include "platform/AtomicFile.h"

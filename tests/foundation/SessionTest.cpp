@@ -81,10 +81,12 @@ TEST_P(MissingFields, NeedOneContentFieldSet)
 INSTANTIATE_TEST_SUITE_P(
     Sets, MissingFields,
     testing::Values(
-        MissingCase{"Nothing", {},
+        MissingCase{"Nothing",
+                    {},
                     QStringLiteral(
                         "Counter changes files, so it needs --set body=TEXT or --set items=A,…; nothing was changed.")},
-        MissingCase{"OnlyAnOption", {QStringLiteral("mode")},
+        MissingCase{"OnlyAnOption",
+                    {QStringLiteral("mode")},
                     QStringLiteral(
                         "Counter changes files, so it needs --set body=TEXT or --set items=A,…; nothing was changed.")},
         MissingCase{"OneContentField", {QStringLiteral("items")}, std::nullopt}),
