@@ -216,6 +216,15 @@ bool AtomicFile::write(const QByteArray &bytes)
     return true;
 }
 
+bool AtomicFile::setPermissions(unsigned int permissions)
+{
+    if (fd < 0)
+        return failWith(error.isEmpty() ? QStringLiteral("the file isn't open") : error);
+    if (::fchmod(fd, mode_t(permissions & 07777)) != 0)
+        return fail(errno);
+    return true;
+}
+
 bool AtomicFile::commit(Mode mode)
 {
     if (!file || fd < 0)

@@ -32,6 +32,9 @@ public:
     // unbuffered, so each one that fails says so at once.
     QIODevice *device();
     [[nodiscard]] bool write(const QByteArray &bytes);
+    // Gives the open file these permission bits (0755 for a script), so it has them from the moment
+    // it is named; without it a new file gets the usual ones and a replacing file those of the old.
+    [[nodiscard]] bool setPermissions(unsigned int permissions);
     // Flushes the file to the disk, closes it checking the result, and gives it its name.
     [[nodiscard]] bool commit(Mode mode);
     // With noReplace, whether commit failed because the name was taken meanwhile.
