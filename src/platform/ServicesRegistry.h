@@ -33,6 +33,8 @@ public:
 
     static QString key(const QString &menuName);
     static QVariantMap presentationModes();
+    // The two processes the macOS refresh starts, in their order, each as program and arguments.
+    static QList<QStringList> refreshCommands();
 
 protected:
     ServicesRegistry() = default;
