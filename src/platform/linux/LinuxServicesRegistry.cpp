@@ -160,7 +160,7 @@ QString shellQuote(QString value)
 }
 
 // A value of a key file (GLib's, the desktop entry's and KDE's alike): a backslash and the control
-// characters are escaped, and a leading blank would be lost without its escape.
+// characters are escaped, and a blank at either end would be trimmed without its escape.
 QString keyFileValue(const QString &value)
 {
     QString escaped;
@@ -174,7 +174,7 @@ QString keyFileValue(const QString &value)
             escaped += QStringLiteral("\\t");
         else if (c == QLatin1Char('\r'))
             escaped += QStringLiteral("\\r");
-        else if (c == QLatin1Char(' ') && i == 0)
+        else if (c == QLatin1Char(' ') && (i == 0 || i == value.size() - 1))
             escaped += QStringLiteral("\\s");
         else
             escaped += c;
@@ -249,6 +249,7 @@ QString dolphinServiceMenu(const QString &program, const QString &menuName)
                          QStringLiteral(" -- %F");
     return QStringLiteral("[Desktop Entry]\n"
                           "Type=Service\n"
+                          "Name=Vantrel\n"
                           "MimeType=application/octet-stream;inode/directory;\n"
                           "Actions=vantrel;\n"
                           "X-KDE-Submenu=Vantrel\n"
