@@ -92,7 +92,7 @@ private:
 // The tools the launchers are checked with; CI installs them, so a missing one fails loudly.
 QString tool(const char *name, const char *package)
 {
-    const QString found = QStandardPaths::findExecutable(QString::fromUtf8(name));
+    QString found = QStandardPaths::findExecutable(QString::fromUtf8(name));
     if (found.isEmpty())
         ADD_FAILURE() << name << " is not installed; install " << package << " (scripts/install-deps.sh)";
     return found;

@@ -287,7 +287,7 @@ QString ServiceLaunchers::executable()
         return QFileInfo(chosen).absoluteFilePath();
     if (QCoreApplication::instance() == nullptr)
         return QStandardPaths::findExecutable(QStringLiteral("vantrel"));
-    const QString own = QCoreApplication::applicationFilePath();
+    QString own = QCoreApplication::applicationFilePath();
     if (QFileInfo(own).fileName() == QLatin1String("vantrel"))
         return own;
     // The build tools run beside the executable they build for.
