@@ -544,3 +544,33 @@ TEST(LinuxServicesRegistry, RefreshReplacesALauncherThatPointsElsewhere)
     EXPECT_TRUE(readAll(script).contains(QFile::encodeName(moved)));
     EXPECT_FALSE(readAll(script).contains(QFile::encodeName(env.recorder)));
 }
+
+TEST(LinuxServicesRegistry, NemoLoadsTheActionWithoutAWarning)
+{
+    LauncherHome env;
+    const QString xvfbRun = tool("xvfb-run", "xvfb");
+    const QString dbusRunSession = tool("dbus-run-session", "dbus-x11");
+    const QString nemo = tool("nemo", "nemo");
+    ASSERT_FALSE(xvfbRun.isEmpty() || dbusRunSession.isEmpty() || nemo.isEmpty());
+
+    const QString name = QStringLiteral("Text & Comment 100% 'q' \"x\" $HOME\\");
+    env.addBundle(QStringLiteral("Vantrel - Text.workflow"), name);
+    ServicesRegistry::system().enable({name});
+    // A file Nemo refuses shows that it read the folder, and what its warnings look like.
+    const QString broken = env.makeFile(QStringLiteral(".local/share/nemo/actions/broken.nemo_action"),
+                                        "[Nemo Action]\nActive=true\nName=Broken\n");
+
+    // Nemo stays open, so it is stopped once it has warned about the broken file and had a moment more.
+    const QString log = env.path(QStringLiteral("nemo.log"));
+    const QString script = QStringLiteral("\"$1\" --no-desktop \"$2\" >\"$3\" 2>&1 & nemo=$!\n"
+                                          "for i in $(seq 150); do grep -q broken.nemo_action \"$3\" && break; "
+                                          "sleep 0.2; done\n"
+                                          "sleep 1; kill $nemo; wait $nemo; exit 0\n");
+    const ToolRun result =
+        run(xvfbRun, {QStringLiteral("-a"), dbusRunSession, QStringLiteral("--"), QStringLiteral("/bin/sh"),
+                      QStringLiteral("-c"), script, QStringLiteral("sh"), nemo, env.home(), log});
+    ASSERT_EQ(result.exitCode, 0) << result.errors.toStdString();
+    const QString output = QString::fromUtf8(readAll(log));
+    ASSERT_TRUE(output.contains(broken)) << "Nemo never read its actions folder:\n" << output.toStdString();
+    EXPECT_FALSE(output.contains(QStringLiteral("Vantrel - "))) << output.toStdString();
+}
