@@ -80,6 +80,8 @@ std::optional<QJsonObject> readStatusFile(const QString &path, bool *unreadable)
     return document.object();
 }
 
+void regenerateLaunchers(const QStringList &menuNames);
+
 class LinuxServicesRegistry final : public ServicesRegistry {
 public:
     std::optional<QVariantMap> load() override
@@ -136,7 +138,7 @@ public:
                     enabled.append(name);
             }
         }
-        ServiceLaunchers::regenerate(enabled);
+        regenerateLaunchers(enabled);
     }
 };
 
@@ -306,9 +308,12 @@ QStringList ServiceLaunchers::paths(const QString &menuName)
             folders.at(2) % QLatin1Char('/') % stem % QStringLiteral(".desktop")};
 }
 
-void ServiceLaunchers::regenerate(const QStringList &menuNames)
+namespace {
+
+// Writes the launchers of `menuNames` and removes every other launcher of ours.
+void regenerateLaunchers(const QStringList &menuNames)
 {
-    const QString program = executable();
+    const QString program = ServiceLaunchers::executable();
     if (program.isEmpty()) {
         // Launchers that start nothing would be worse than the ones already there.
         qWarning() << "ServicesRegistry: no vantrel executable to start, the launchers stay as they are";
@@ -316,7 +321,7 @@ void ServiceLaunchers::regenerate(const QStringList &menuNames)
     }
     QSet<QString> written;
     for (const QString &name : menuNames) {
-        const QStringList targets = paths(name);
+        const QStringList targets = ServiceLaunchers::paths(name);
         // Two names that differ only in a slash share their files; the first keeps them.
         if (written.contains(targets.at(0)))
             continue;
@@ -334,3 +339,5 @@ void ServiceLaunchers::regenerate(const QStringList &menuNames)
         }
     }
 }
+
+} // namespace

@@ -16,7 +16,4 @@ QString executable();
 // The launchers of one menu name: the GNOME Files script, the Nemo action, the Dolphin service menu.
 QStringList paths(const QString &menuName);
 
-// Writes the launchers of `menuNames` and removes every other launcher of ours.
-void regenerate(const QStringList &menuNames);
-
 } // namespace ServiceLaunchers
