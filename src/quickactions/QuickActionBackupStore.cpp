@@ -100,8 +100,8 @@ QDateTime birthTime(int folderFd, const QByteArray &name)
 {
     struct statx status {};
     if (::statx(folderFd, name.constData(), AT_SYMLINK_NOFOLLOW, STATX_BTIME, &status) != 0 ||
-        (status.stx_mask & STATX_BTIME) == 0)
-        return {};
+        (status.stx_mask & STATX_BTIME) == 0 || status.stx_btime.tv_sec == 0)
+        return {}; // some file systems answer with a zero they never recorded
     return QDateTime::fromMSecsSinceEpoch(qint64(status.stx_btime.tv_sec) * 1000 + status.stx_btime.tv_nsec / 1000000);
 }
 
