@@ -132,8 +132,8 @@ QString save(const QString &source)
     if (const auto problem = FileMoves::makeFolders(backups))
         throw BackupError(QStringLiteral("Couldn't create the backup folder: ") + *problem);
     const QString name = withoutExtension(lastComponent(source));
-    const QString target = backups + QLatin1Char('/') + name + QLatin1Char(' ') +
-                           QDateTime::currentDateTime().toString(stampFormat) + extension;
+    QString target = backups + QLatin1Char('/') + name + QLatin1Char(' ') +
+                     QDateTime::currentDateTime().toString(stampFormat) + extension;
     const FileMoves::Result copied = FileMoves::copyNoReplace(source, target);
     if (copied.outcome != FileMoves::Outcome::moved)
         throw BackupError(QStringLiteral("Couldn't copy the workflow: ") + reasonOf(copied));

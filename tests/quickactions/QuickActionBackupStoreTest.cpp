@@ -28,7 +28,7 @@ QString makeBundle(TestEnvironment &env, const QString &relativeFolder, const QS
     const QString bundle = relativeFolder + QLatin1Char('/') + name + QStringLiteral(".workflow");
     env.makeFile(bundle + QStringLiteral("/Contents/Info.plist"), "<plist>info</plist>");
     env.makeFile(bundle + QStringLiteral("/Contents/document.wflow"), document);
-    const QString path = env.path(bundle);
+    QString path = env.path(bundle);
     // 2001-09-09: a copy that kept this date would date the backup by its original.
     const struct timeval old[2] = {{1000000000, 0}, {1000000000, 0}};
     const QStringList dated{path + QStringLiteral("/Contents/Info.plist"),
@@ -447,7 +447,7 @@ TEST_P(BackupSaveOnAFullDisk, LeavesNothingUnderTheNameAndTheFolderAsItWas)
     if (const auto why = Faults::tmpfsUnavailable())
         GTEST_SKIP() << why->toStdString();
     TestEnvironment env;
-    const Faults::TinyDisk disk(QuickActionBackupStore::folder(), 256 * 1024);
+    const Faults::TinyDisk disk(QuickActionBackupStore::folder(), 256LL * 1024);
     ASSERT_TRUE(disk.mounted());
     // An earlier backup on the disk must come through untouched.
     const QString earlier = makeBundle(env, QStringLiteral("originals"), QStringLiteral("Earlier"), "kept");
@@ -478,7 +478,7 @@ TEST_P(BackupSaveOnAFullDisk, LeavesNothingUnderTheNameAndTheFolderAsItWas)
 
 INSTANTIATE_TEST_SUITE_P(Disks, BackupSaveOnAFullDisk,
                          testing::Values(FullDiskCase{"already_full", true, 4096},
-                                         FullDiskCase{"fills_during_the_copy", false, 1024 * 1024}),
+                                         FullDiskCase{"fills_during_the_copy", false, 1024LL * 1024}),
                          [](const testing::TestParamInfo<FullDiskCase> &info) { return std::string(info.param.name); });
 
 struct ImmutableCase {
