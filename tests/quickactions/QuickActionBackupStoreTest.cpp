@@ -481,9 +481,12 @@ INSTANTIATE_TEST_SUITE_P(Disks, BackupSaveOnAFullDisk,
                                          FullDiskCase{"fills_during_the_copy", false, 1024LL * 1024}),
                          [](const testing::TestParamInfo<FullDiskCase> &info) { return std::string(info.param.name); });
 
+enum class LockedAction { restore, save, remove };
+
 struct ImmutableCase {
     const char *name;
-    bool restore; // else a save into an immutable backup folder
+    LockedAction action; // restore locks the Services folder, the others the backup folder
+    QString message;
 };
 
 void PrintTo(const ImmutableCase &c, std::ostream *os)
@@ -502,32 +505,44 @@ TEST_P(BackupImmutableFolder, RefusesWithTheSystemsReason)
     ASSERT_EQ(backups.size(), 1);
     const QString services = Paths::servicesFolder();
     makeBundle(env, QDir(env.home()).relativeFilePath(services), QStringLiteral("Someone Else"), "theirs");
-    const QString locked = GetParam().restore ? services : QuickActionBackupStore::folder();
+    const QString locked = GetParam().action == LockedAction::restore ? services : QuickActionBackupStore::folder();
     const auto filesBefore = Faults::snapshot(locked);
     const QStringList namesBefore = namesIn(locked);
     const Faults::Immutable immutable(locked);
     if (!immutable.applied())
         GTEST_SKIP() << "chattr +i is refused on this file system";
     // A save in the same second would meet the first backup's name and fail for that reason instead.
-    waitForNextSecond();
+    if (GetParam().action == LockedAction::save)
+        waitForNextSecond();
 
     try {
-        if (GetParam().restore)
+        switch (GetParam().action) {
+        case LockedAction::restore:
             QuickActionBackupStore::restore(backups[0]);
-        else
+            break;
+        case LockedAction::save:
             QuickActionBackupStore::save(source);
-        ADD_FAILURE() << "wrote into an immutable folder";
+            break;
+        case LockedAction::remove:
+            QuickActionBackupStore::remove(backups[0]);
+            break;
+        }
+        ADD_FAILURE() << "changed an immutable folder";
     } catch (const BackupError &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("Couldn't copy the workflow: Operation not permitted"));
+        EXPECT_EQ(error.message(), GetParam().message);
     }
     EXPECT_EQ(namesIn(locked), namesBefore);
     EXPECT_EQ(Faults::snapshot(locked), filesBefore);
     EXPECT_EQ(QuickActionBackupStore::list(), backups);
+    EXPECT_TRUE(namesIn(env.path(QStringLiteral(".local/share/Trash/files"))).isEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Folders, BackupImmutableFolder,
-                         testing::Values(ImmutableCase{"restore_into_immutable_services", true},
-                                         ImmutableCase{"save_into_immutable_backups", false}),
-                         [](const testing::TestParamInfo<ImmutableCase> &info) {
-                             return std::string(info.param.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Folders, BackupImmutableFolder,
+    testing::Values(ImmutableCase{"restore_into_immutable_services", LockedAction::restore,
+                                  QStringLiteral("Couldn't copy the workflow: Operation not permitted")},
+                    ImmutableCase{"save_into_immutable_backups", LockedAction::save,
+                                  QStringLiteral("Couldn't copy the workflow: Operation not permitted")},
+                    ImmutableCase{"remove_from_immutable_backups", LockedAction::remove,
+                                  QStringLiteral("Couldn't move the backup to the Trash: Operation not permitted")}),
+    [](const testing::TestParamInfo<ImmutableCase> &info) { return std::string(info.param.name); });
