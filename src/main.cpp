@@ -1,5 +1,6 @@
 #include "cli/HeadlessRun.h"
 #include "cli/OpenCommand.h"
+#include "cli/QuickActionsCommand.h"
 #include "platform/DesktopRegistration.h"
 #include "platform/InstanceChannel.h"
 #include "platform/NativeNames.h"
@@ -25,6 +26,8 @@ const char *const usage = R"(Usage:
   vantrel categories export FILE [--yes]    save the category library to FILE (--yes: replace FILE)
   vantrel categories import FILE [--answers FILE] [--yes]
                                             merge or replace the library from FILE
+  vantrel quick-actions backups (list|save BUNDLE|restore NAME|delete NAME) [--json]
+                                            list, take, restore or trash copies of Quick Actions
   vantrel register-desktop                  register the vantrel:// handler and the pack file type
 )";
 
@@ -112,6 +115,12 @@ int main(int argc, char **argv)
         QTextStream out(stdout);
         QTextStream err(stderr);
         return HeadlessRun::categories(rest, out, err);
+    }
+    if (command == QLatin1String("quick-actions")) {
+        QCoreApplication app(argc, argv);
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return QuickActionsCommand::run(rest, out, err);
     }
     if (command == QLatin1String("register-desktop")) {
         QCoreApplication app(argc, argv);
