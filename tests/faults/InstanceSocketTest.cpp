@@ -52,10 +52,27 @@ private:
     QTemporaryDir folder;
 };
 
-bool waitForFile(const QString &path)
+// Whether a socket bound at `path` is listening: /proc/net/unix marks it with the accept flag. The file
+// appears at bind(), a moment before listen(); a client that came in between would find no server.
+bool isListening(const QString &path)
+{
+    QFile table(QStringLiteral("/proc/net/unix"));
+    if (!table.open(QIODevice::ReadOnly))
+        return QFileInfo::exists(path);
+    const QByteArray wanted = QFile::encodeName(path);
+    for (const QByteArray &line : table.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        // Num RefCount Protocol Flags Type St Inode Path
+        if (fields.size() >= 8 && fields.at(7) == wanted && fields.at(3) == "00010000")
+            return true;
+    }
+    return false;
+}
+
+bool waitUntilListening(const QString &path)
 {
     const QDeadlineTimer deadline(10000);
-    while (!QFileInfo::exists(path)) {
+    while (!isListening(path)) {
         if (deadline.hasExpired())
             return false;
         QThread::msleep(10);
@@ -105,7 +122,8 @@ TEST_F(InstanceSocket, AFolderAnotherUserMadeFirstIsRefusedAndHearsNothing)
                              QStringLiteral("mkdir -m 755 \"$1\" && exec socat -u UNIX-LISTEN:\"$1\"/instance,mode=777 "
                                             "STDOUT"),
                              QStringLiteral("sh"), squatted}));
-    ASSERT_TRUE(waitForFile(squatted + QStringLiteral("/instance"))) << listener.readAllStandardError().toStdString();
+    ASSERT_TRUE(waitUntilListening(squatted + QStringLiteral("/instance")))
+        << listener.readAllStandardError().toStdString();
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
@@ -131,7 +149,7 @@ TEST_F(InstanceSocket, TheClientSendsNothingToAServerOfAnotherUser)
     listener.start(QStringLiteral("setpriv"),
                    asNobody({QStringLiteral("socat"), QStringLiteral("-u"),
                              QStringLiteral("UNIX-LISTEN:%1,mode=777").arg(theirs), QStringLiteral("STDOUT")}));
-    ASSERT_TRUE(waitForFile(theirs)) << listener.readAllStandardError().toStdString();
+    ASSERT_TRUE(waitUntilListening(theirs)) << listener.readAllStandardError().toStdString();
     const QString ours = Paths::instanceSocket();
     ASSERT_EQ(PrivateFolder::prepare(QFileInfo(ours).path()), std::nullopt);
     // A bound socket keeps listening when its file is renamed.
