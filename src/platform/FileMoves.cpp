@@ -29,10 +29,19 @@ int renameExclusive(const char *from, const char *to)
     constexpr unsigned int noReplace = 1; // RENAME_NOREPLACE
     return int(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, noReplace));
 }
+int renameSwapping(const char *from, const char *to)
+{
+    constexpr unsigned int exchange = 2; // RENAME_EXCHANGE
+    return int(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, exchange));
+}
 #elif defined(__APPLE__)
 int renameExclusive(const char *from, const char *to)
 {
     return ::renamex_np(from, to, RENAME_EXCL);
+}
+int renameSwapping(const char *from, const char *to)
+{
+    return ::renamex_np(from, to, RENAME_SWAP);
 }
 #endif
 
@@ -82,6 +91,13 @@ FileMoves::Result FileMoves::moveNoReplace(const QString &from, const QString &t
 FileMoves::Result FileMoves::replace(const QString &from, const QString &to)
 {
     if (std::rename(NativeNames::encode(from).constData(), NativeNames::encode(to).constData()) == 0)
+        return {Outcome::moved, {}};
+    return failure(errno);
+}
+
+FileMoves::Result FileMoves::exchange(const QString &first, const QString &second)
+{
+    if (renameSwapping(NativeNames::encode(first).constData(), NativeNames::encode(second).constData()) == 0)
         return {Outcome::moved, {}};
     return failure(errno);
 }

@@ -29,6 +29,10 @@ Result copyNoReplace(const QString &from, const QString &to);
 // Puts `from` in place of `to`, replacing it if it exists, in one step.
 Result replace(const QString &from, const QString &to);
 
+// Swaps the two names in one step, both of which must stand: a new folder takes the place of an old
+// one with no moment in which neither, or half of either, is there.
+Result exchange(const QString &first, const QString &second);
+
 // Makes the folder `path` and whatever folders above it are missing; the system's reason when it
 // doesn't stand as a folder afterwards.
 std::optional<QString> makeFolders(const QString &path);
