@@ -7,6 +7,8 @@
 #include "foundation/RunURL.h"
 #include "foundation/WorkflowCatalog.h"
 #include "metadata/sheets/CommentWrites.h"
+#include "platform/Paths.h"
+#include "platform/ServicesRegistry.h"
 #include "quickactions/InstalledBundles.h"
 #include "scan/TidyPlan.h"
 #include "transfer/stitch/StitchSession.h"
@@ -349,8 +351,15 @@ void AppState::refreshStatuses()
 {
     const QSet<QString> present = InstalledBundles::ownBundleNames();
     QList<Workflow> rows = coreRows;
-    for (Workflow &row : rows)
+    for (Workflow &row : rows) {
         row.status = present.contains(row.bundleName) ? Workflow::Status::installed : Workflow::Status::missing;
+        // A bundle that stands but that the file manager can't show needs Repair.
+        if (row.status == Workflow::Status::installed) {
+            const auto menuName = ServiceBundles::menuName(Paths::servicesFolder() + QLatin1Char('/') + row.bundleName);
+            if (menuName && !ServicesRegistry::system().isIntact(*menuName))
+                row.status = Workflow::Status::needsSetup;
+        }
+    }
     // Only a real change is written back, so the screens aren't told of nothing.
     setWorkflows(rows);
 }

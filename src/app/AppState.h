@@ -11,6 +11,7 @@
 #include "metadata/sheets/SingleTagSelectorSheet.h"
 #include "metadata/sheets/TextCommentToolsSheet.h"
 #include "quickactions/IntegrityReport.h"
+#include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
 #include "transfer/stitch/StitchSession.h"
 
@@ -116,6 +117,9 @@ public:
     void showFailure(const QString &message, const QList<ItemFailure> &failures) override;
     void showFailure(const QString &message) { showFailure(message, {}); }
     void showSuccess(const QString &message) override;
+    // The last status check or installation of the Quick Actions.
+    const WorkflowInstaller::Status &installerStatus() const { return installer; }
+    void setInstallerStatus(const WorkflowInstaller::Status &status);
     const std::optional<QString> &firstLaunchMessage() const { return firstLaunch; }
     void setFirstLaunchMessage(const std::optional<QString> &message);
 
@@ -152,6 +156,22 @@ public:
     // Operations.
     void refreshStatuses();
     void runHealthCheck();
+    // The presence check of the installed Quick Actions; refreshes the installed state.
+    void runIntegrityCheck();
+    // What the main window does first: the first launch's installation, the installer's status check
+    // and the installed state.
+    void startUp();
+    // Installs the Quick Actions once, at the first launch that can; a user who removed them all
+    // doesn't get them back at the next start.
+    void runFirstLaunchInstall();
+    // Install / Update All and Repair: copies every bundle again.
+    void repairInstallation();
+    // Asks "Remove all Vantrel Quick Actions?" and removes them and their menu entries. False when
+    // the answer was Cancel.
+    bool removeAllQuickActions();
+    // A row's Remove and Reinstall: that workflow's bundle alone.
+    void removeQuickAction(const QString &workflowID);
+    void reinstallQuickAction(const QString &workflowID);
     void runWorkflow(const QString &id, const QStringList &paths);
     // The category library's file flows: each asks through the interaction and
     // ends in a banner and a receipt.
@@ -168,6 +188,7 @@ signals:
     void healthChanged();
     void packBannerChanged();
     void firstLaunchMessageChanged();
+    void installerStatusChanged();
     void integrityChanged();
     void contextsChanged();
     void categoriesChanged();
@@ -201,6 +222,7 @@ private:
     bool integrityDismissed = false;
     std::optional<PackBanner> banner;
     std::optional<QString> firstLaunch;
+    WorkflowInstaller::Status installer = WorkflowInstaller::idle{};
 
     QPointer<SingleTagSelectorSheet> singleTag;
     QPointer<CategoryTaggingSheet> categoryTagging;

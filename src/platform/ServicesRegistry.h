@@ -23,6 +23,12 @@ public:
     virtual std::optional<QString> store(const QVariantMap &status) = 0;
     // Tells the file managers; never waits, and failures are silent.
     virtual void refresh() = 0;
+    // Whether the file manager can show the Quick Action of this menu name as the last refresh left it:
+    // false when what shows it is missing, altered or can't run.
+    virtual bool isIntact(const QString &menuName) = 0;
+    // Refreshes when what shows the Quick Actions starts another program than this one: the application
+    // was moved or updated in another place. Nothing to do where the registry names no program.
+    virtual void refreshIfMoved() {}
 
     // Puts each name's entry in with all presentation modes on, keeping an existing entry's other keys;
     // stores and refreshes. An empty list touches nothing.

@@ -81,6 +81,9 @@ std::optional<QJsonObject> readStatusFile(const QString &path, bool *unreadable)
 }
 
 void regenerateLaunchers(const QStringList &menuNames);
+bool launchersIntact(const QString &menuName);
+QStringList launcherFolders();
+QString shellQuote(QString value);
 
 class LinuxServicesRegistry final : public ServicesRegistry {
 public:
@@ -139,6 +142,27 @@ public:
             }
         }
         regenerateLaunchers(enabled);
+    }
+
+    void refreshIfMoved() override
+    {
+        const QString program = ServiceLaunchers::executable();
+        if (program.isEmpty())
+            return;
+        const QDir scripts(launcherFolders().at(0));
+        for (const QFileInfo &script : scripts.entryInfoList({QStringLiteral("Vantrel - *")}, QDir::Files)) {
+            QFile file(script.filePath());
+            if (file.open(QIODevice::ReadOnly) && !file.readAll().contains(shellQuote(program).toUtf8())) {
+                refresh();
+                return;
+            }
+        }
+    }
+
+    bool isIntact(const QString &menuName) override
+    {
+        const std::optional<QVariantMap> status = load();
+        return status && status->contains(key(menuName)) && launchersIntact(menuName);
     }
 };
 
@@ -309,6 +333,24 @@ QStringList ServiceLaunchers::paths(const QString &menuName)
 }
 
 namespace {
+
+// Each launcher of `menuName` stands with what a refresh writes now, and the two that are run as
+// programs may be.
+bool launchersIntact(const QString &menuName)
+{
+    const QString program = ServiceLaunchers::executable();
+    const QStringList targets = ServiceLaunchers::paths(menuName);
+    const QString expected[] = {nautilusScript(program, menuName), nemoAction(program, menuName),
+                                dolphinServiceMenu(program, menuName)};
+    for (int i = 0; i < 3; ++i) {
+        QFile file(targets.at(i));
+        if (!file.open(QIODevice::ReadOnly) || file.readAll() != expected[i].toUtf8())
+            return false;
+        if (i != 1 && !QFileInfo(targets.at(i)).isExecutable())
+            return false;
+    }
+    return true;
+}
 
 // Writes the launchers of `menuNames` and removes every other launcher of ours.
 void regenerateLaunchers(const QStringList &menuNames)

@@ -76,6 +76,13 @@ public:
         }
     }
 
+    // The Services registry itself shows the Quick Action: an entry is all it takes.
+    bool isIntact(const QString &menuName) override
+    {
+        const std::optional<QVariantMap> status = load();
+        return status && status->contains(key(menuName));
+    }
+
 private:
     static QString pbsDomain() { return QStringLiteral("pbs"); }
     static QString statusKey() { return QStringLiteral("NSServicesStatus"); }
