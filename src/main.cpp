@@ -1,6 +1,7 @@
 #include "cli/HeadlessRun.h"
 #include "cli/OpenCommand.h"
 #include "cli/QuickActionsCommand.h"
+#include "cli/ServiceCommand.h"
 #include "platform/DesktopRegistration.h"
 #include "platform/InstanceChannel.h"
 #include "platform/NativeNames.h"
@@ -26,8 +27,11 @@ const char *const usage = R"(Usage:
   vantrel categories export FILE [--yes]    save the category library to FILE (--yes: replace FILE)
   vantrel categories import FILE [--answers FILE] [--yes]
                                             merge or replace the library from FILE
+  vantrel quick-actions (status|first-launch|install|repair|remove-all|remove ID|reinstall ID|health|refresh)
+          [--yes|--answers FILE] [--json]   install, check, repair or remove Vantrel's Quick Actions
   vantrel quick-actions backups (list|save BUNDLE|restore NAME|delete NAME) [--json]
                                             list, take, restore or trash copies of Quick Actions
+  vantrel service NAME -- FILE…             perform the installed Quick Action of that menu name on the files
   vantrel register-desktop                  register the vantrel:// handler and the pack file type
 )";
 
@@ -121,6 +125,11 @@ int main(int argc, char **argv)
         QTextStream out(stdout);
         QTextStream err(stderr);
         return QuickActionsCommand::run(rest, out, err);
+    }
+    if (command == QLatin1String("service")) {
+        QCoreApplication app(argc, argv);
+        QTextStream err(stderr);
+        return ServiceCommand::run(rest, QCoreApplication::applicationFilePath(), err);
     }
     if (command == QLatin1String("register-desktop")) {
         QCoreApplication app(argc, argv);

@@ -3,8 +3,10 @@
 #include <QStringList>
 #include <QTextStream>
 
-// `vantrel quick-actions SUBCOMMAND …`: the Quick Action card's tools without a window. Each
-// subcommand is one entry of the table in the .cpp file.
+// `vantrel quick-actions SUBCOMMAND …`: the Quick Actions screen's tools without a window:
+// `(status|first-launch|install|repair|remove-all|remove ID|reinstall ID|health|refresh) [--yes|--answers
+// FILE] [--json]`, and the backups. Each subcommand is one entry of the table in the .cpp file; an
+// unanswered Remove All is cancelled.
 namespace QuickActionsCommand {
 
 // Runs the subcommand named first in `arguments`. Exit status: 0 done, 1 failed (the reason on `err`,
