@@ -79,17 +79,26 @@ private slots:
         QCOMPARE(table->rowCount(), 9);
         QCOMPARE(table->item(7, 0)->text(), QStringLiteral("Archive Handler"));
         QCOMPARE(table->item(7, 2)->text(), QStringLiteral("0.1"));
+        // A row's control of that label, or none.
+        const auto control = [table](int row, const QString &label) -> QPushButton * {
+            QWidget *cell = table->cellWidget(row, 3);
+            for (QPushButton *button : cell ? cell->findChildren<QPushButton *>() : QList<QPushButton *>()) {
+                if (button->text() == label)
+                    return button;
+            }
+            return nullptr;
+        };
         // Only rows with an input kind get a Run control: stitch and the archive handler.
         QStringList runnable;
         for (int row = 0; row < table->rowCount(); ++row) {
-            if (qobject_cast<QPushButton *>(table->cellWidget(row, 3)))
+            if (control(row, QStringLiteral("Run…")))
                 runnable.append(table->item(row, 0)->text());
         }
         QCOMPARE(runnable, (QStringList{"Stitch to PDF or Image", "Archive Handler"}));
 
         // The Run control asks through the panel and hands the choice to the runner.
         env.interaction().addAnswer(QStringLiteral("Run Archive Handler"), env.makeFile(QStringLiteral("a.txt")));
-        QTest::mouseClick(qobject_cast<QPushButton *>(table->cellWidget(7, 3)), Qt::LeftButton);
+        QTest::mouseClick(control(7, QStringLiteral("Run…")), Qt::LeftButton);
         QCOMPARE(env.interaction().askedPanels().size(), 1);
         const PanelRequest asked = env.interaction().askedPanels().first();
         QCOMPARE(asked.message, QStringLiteral("Pick the files you want to compress into an archive."));
@@ -99,7 +108,17 @@ private slots:
 
         state->refreshStatuses();
         QCOMPARE(table->item(0, 1)->text(), QStringLiteral("missing"));
-        QVERIFY(!qobject_cast<QPushButton *>(table->cellWidget(6, 3)));
+        QVERIFY(!control(6, QStringLiteral("Run…")));
+        // A bundle the application carries can be put back; one that isn't there can't be removed.
+        QVERIFY(control(0, QStringLiteral("Reinstall")));
+        QVERIFY(!control(0, QStringLiteral("Remove")));
+
+        // The row's Reinstall puts its bundle back alone, and its Remove takes it out again.
+        QTest::mouseClick(control(0, QStringLiteral("Reinstall")), Qt::LeftButton);
+        QCOMPARE(table->item(0, 1)->text(), QStringLiteral("installed"));
+        QCOMPARE(state->packBanner()->message, QStringLiteral("Reinstalled Vantrel - Tag Category Selector."));
+        QTest::mouseClick(control(0, QStringLiteral("Remove")), Qt::LeftButton);
+        QCOMPARE(table->item(0, 1)->text(), QStringLiteral("missing"));
     }
 
     void trayOffersOpenAndQuit()

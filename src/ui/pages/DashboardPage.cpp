@@ -6,6 +6,7 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
+#include <QHBoxLayout>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -32,6 +33,19 @@ DashboardPage::DashboardPage(AppState &appState, QWidget *parent)
     layout->addWidget(
         new QLabel(QStringLiteral("Organise, tag, clean, and refresh files from Finder — locally on your Mac."), this));
 
+    // The first launch says what it installed and how to try it.
+    auto *firstLaunch = new QLabel(this);
+    firstLaunch->setObjectName(QStringLiteral("firstLaunchMessage"));
+    firstLaunch->setWordWrap(true);
+    layout->addWidget(firstLaunch);
+    const auto showFirstLaunch = [this, firstLaunch] {
+        const auto message = state ? state->firstLaunchMessage() : std::nullopt;
+        firstLaunch->setText(message.value_or(QString()));
+        firstLaunch->setVisible(message.has_value());
+    };
+    connect(&appState, &AppState::firstLaunchMessageChanged, this, showFirstLaunch);
+    showFirstLaunch();
+
     auto *cards = new QGridLayout;
     healthFigure->setObjectName(QStringLiteral("healthCount"));
     healthSummary->setObjectName(QStringLiteral("healthSummary"));
@@ -46,12 +60,22 @@ DashboardPage::DashboardPage(AppState &appState, QWidget *parent)
     auto *controls = new QGroupBox(QStringLiteral("Quick controls"), this);
     auto *controlsLayout = new QVBoxLayout(controls);
     controlsLayout->addWidget(new QLabel(QStringLiteral("One-click actions for the things you do most."), controls));
+    auto *buttons = new QHBoxLayout;
     auto *healthButton = new QPushButton(QStringLiteral("Run Health Check"), controls);
-    controlsLayout->addWidget(healthButton, 0, Qt::AlignLeft);
+    auto *installButton = new QPushButton(QStringLiteral("Install / Update Quick Actions"), controls);
+    installButton->setObjectName(QStringLiteral("installButton"));
+    buttons->addWidget(healthButton);
+    buttons->addWidget(installButton);
+    buttons->addStretch(1);
+    controlsLayout->addLayout(buttons);
     layout->addWidget(controls);
     connect(healthButton, &QPushButton::clicked, this, [this] {
         if (state)
             state->runHealthCheck();
+    });
+    connect(installButton, &QPushButton::clicked, this, [this] {
+        if (state)
+            state->repairInstallation();
     });
 
     auto *installed = new QGroupBox(QStringLiteral("Installed Workflows"), this);

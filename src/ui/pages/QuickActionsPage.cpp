@@ -22,13 +22,27 @@ QuickActionsPage::QuickActionsPage(AppState &appState, QWidget *parent)
     auto *controls = new QHBoxLayout;
     statusLine->setObjectName(QStringLiteral("statusLine"));
     controls->addWidget(statusLine, 1);
-    auto *healthButton = new QPushButton(QStringLiteral("Run Health Check"), this);
-    controls->addWidget(healthButton);
-    layout->addLayout(controls);
-    connect(healthButton, &QPushButton::clicked, this, [this] {
+    const auto button = [this, controls](const QString &label, const char *name, void (AppState::*flow)()) {
+        auto *control = new QPushButton(label, this);
+        control->setObjectName(QString::fromLatin1(name));
+        controls->addWidget(control);
+        connect(control, &QPushButton::clicked, this, [this, flow] {
+            if (state)
+                (state->*flow)();
+        });
+    };
+    // Install / Update All and Repair are one flow: both copy every bundle again.
+    button(QStringLiteral("Install / Update All"), "installButton", &AppState::repairInstallation);
+    button(QStringLiteral("Repair Installation"), "repairButton", &AppState::repairInstallation);
+    button(QStringLiteral("Run Health Check"), "healthButton", &AppState::runHealthCheck);
+    auto *remove = new QPushButton(QStringLiteral("Remove Vantrel Quick Actions"), this);
+    remove->setObjectName(QStringLiteral("removeAllButton"));
+    controls->addWidget(remove);
+    connect(remove, &QPushButton::clicked, this, [this] {
         if (state)
-            state->runHealthCheck();
+            state->removeAllQuickActions();
     });
+    layout->addLayout(controls);
 
     rows->setObjectName(QStringLiteral("workflowTable"));
     rows->setColumnCount(4);
@@ -52,6 +66,33 @@ QuickActionsPage::QuickActionsPage(AppState &appState, QWidget *parent)
     refresh();
 }
 
+QWidget *QuickActionsPage::rowActions(const Workflow &workflow)
+{
+    auto *cell = new QWidget(rows);
+    auto *actions = new QHBoxLayout(cell);
+    actions->setContentsMargins(0, 0, 0, 0);
+    const auto add = [this, cell, actions](const QString &label, auto act) {
+        auto *control = new QPushButton(label, cell);
+        actions->addWidget(control);
+        connect(control, &QPushButton::clicked, this, [this, act] {
+            if (state)
+                act(*state);
+        });
+    };
+    const QString id = workflow.id;
+    if (RunPanel::offersRun(workflow))
+        add(QStringLiteral("Run…"), [workflow](AppState &app) { RunPanel::run(app, workflow); });
+    // Only the workflows the application carries a bundle for can be put back or taken out here.
+    if (workflow.status == Workflow::Status::installed || workflow.status == Workflow::Status::missing ||
+        workflow.status == Workflow::Status::needsSetup) {
+        add(QStringLiteral("Reinstall"), [id](AppState &app) { app.reinstallQuickAction(id); });
+        if (workflow.status != Workflow::Status::missing)
+            add(QStringLiteral("Remove"), [id](AppState &app) { app.removeQuickAction(id); });
+    }
+    actions->addStretch(1);
+    return cell;
+}
+
 void QuickActionsPage::refresh()
 {
     if (!state)
@@ -66,17 +107,7 @@ void QuickActionsPage::refresh()
         rows->setItem(row, 0, name);
         rows->setItem(row, 1, new QTableWidgetItem(Workflow::toString(workflow.status)));
         rows->setItem(row, 2, new QTableWidgetItem(workflow.version));
-        if (RunPanel::offersRun(workflow)) {
-            auto *run = new QPushButton(QStringLiteral("Run…"), rows);
-            connect(run, &QPushButton::clicked, this, [this, workflow] {
-                if (state)
-                    RunPanel::run(*state, workflow);
-            });
-            rows->setCellWidget(row, 3, run);
-        } else {
-            rows->removeCellWidget(row, 3);
-            rows->setItem(row, 3, new QTableWidgetItem);
-        }
+        rows->setCellWidget(row, 3, rowActions(workflow));
     }
     rows->resizeColumnsToContents();
     rows->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);

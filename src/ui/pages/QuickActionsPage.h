@@ -4,11 +4,12 @@
 #include <QWidget>
 
 class AppState;
+struct Workflow;
 class QLabel;
 class QTableWidget;
 
-// Lists every workflow in use with its status and version, and runs those that
-// take input from a panel.
+// Lists every workflow in use with its status and version, runs those that take input from a panel,
+// and installs, repairs and removes the Quick Actions, all of them or one row's.
 class QuickActionsPage : public QWidget {
     Q_OBJECT
 public:
@@ -18,6 +19,7 @@ public:
 
 private:
     void refresh();
+    QWidget *rowActions(const Workflow &workflow);
 
     QPointer<AppState> state;
     QLabel *statusLine;

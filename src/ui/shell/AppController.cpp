@@ -33,9 +33,10 @@ bool AppController::start(const QString &executablePath)
             qInfo().noquote() << "Desktop registration:" << problem;
     }
     mainWindow->show();
-    // The window's first task: statuses from disk, then the URLs a cold start brought.
+    // The window's first task: the first launch's installation and the statuses from disk, then the
+    // URLs a cold start brought.
     QTimer::singleShot(0, this, [this] {
-        appState->refreshStatuses();
+        appState->startUp();
         deliver(std::exchange(pending, {}));
     });
     return true;
