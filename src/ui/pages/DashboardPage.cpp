@@ -2,11 +2,12 @@
 #include "ui/widgets/Typography.h"
 
 #include "app/AppState.h"
+#include "foundation/Plural.h"
 
 #include <QGridLayout>
 #include <QGroupBox>
-#include <QLabel>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -45,6 +46,34 @@ DashboardPage::DashboardPage(AppState &appState, QWidget *parent)
     };
     connect(&appState, &AppState::firstLaunchMessageChanged, this, showFirstLaunch);
     showFirstLaunch();
+
+    // The integrity check's card: what is missing, with Fix, or that all is set up.
+    auto *setup = new QGroupBox(this);
+    setup->setObjectName(QStringLiteral("setupCard"));
+    auto *setupLayout = new QHBoxLayout(setup);
+    auto *setupText = new QLabel(setup);
+    setupText->setObjectName(QStringLiteral("setupText"));
+    setupText->setWordWrap(true);
+    auto *fix = new QPushButton(QStringLiteral("Fix"), setup);
+    fix->setObjectName(QStringLiteral("fixButton"));
+    setupLayout->addWidget(setupText, 1);
+    setupLayout->addWidget(fix);
+    layout->addWidget(setup);
+    connect(fix, &QPushButton::clicked, this, [this] {
+        if (state)
+            state->repairInstallation();
+    });
+    const auto showSetup = [this, setupText, fix] {
+        const auto &report = state ? state->integrityReport() : std::nullopt;
+        const qsizetype missing = report ? report->missing.size() : 0;
+        fix->setVisible(missing > 0);
+        setupText->setText(missing > 0 ? QStringLiteral("<b>%1 need attention</b><br>Some Vantrel workflows are "
+                                                        "missing or were removed. Click Fix to reinstall.")
+                                             .arg(counted(missing, QStringLiteral("Quick Action")))
+                                       : QStringLiteral("Vantrel is set up"));
+    };
+    connect(&appState, &AppState::integrityChanged, this, showSetup);
+    showSetup();
 
     auto *cards = new QGridLayout;
     healthFigure->setObjectName(QStringLiteral("healthCount"));

@@ -3,6 +3,7 @@
 
 #include "app/AppState.h"
 #include "app/RunPanel.h"
+#include "ui/widgets/BackupsCard.h"
 #include "ui/widgets/Symbols.h"
 
 #include <QHBoxLayout>
@@ -61,6 +62,8 @@ QuickActionsPage::QuickActionsPage(AppState &appState, QWidget *parent)
                    this);
     note->setWordWrap(true);
     layout->addWidget(note);
+    backups = new BackupsCard(appState, this);
+    layout->addWidget(backups);
 
     connect(&appState, &AppState::workflowsChanged, this, &QuickActionsPage::refresh);
     refresh();

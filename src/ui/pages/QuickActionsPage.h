@@ -4,6 +4,7 @@
 #include <QWidget>
 
 class AppState;
+class BackupsCard;
 struct Workflow;
 class QLabel;
 class QTableWidget;
@@ -16,6 +17,7 @@ public:
     explicit QuickActionsPage(AppState &state, QWidget *parent = nullptr);
 
     QTableWidget *table() const { return rows; }
+    BackupsCard *backupsCard() const { return backups; }
 
 private:
     void refresh();
@@ -24,4 +26,5 @@ private:
     QPointer<AppState> state;
     QLabel *statusLine;
     QTableWidget *rows;
+    BackupsCard *backups = nullptr;
 };
