@@ -17,7 +17,8 @@ namespace {
 std::optional<QString> bundleNamed(const QString &name)
 {
     const QDir services(Paths::servicesFolder());
-    for (const QString &entry : services.entryList({QStringLiteral("*.workflow")}, QDir::Dirs | QDir::Hidden, QDir::Name)) {
+    for (const QString &entry :
+         services.entryList({QStringLiteral("*.workflow")}, QDir::Dirs | QDir::Hidden, QDir::Name)) {
         const QString path = services.filePath(entry);
         if (ServiceBundles::menuName(path) == name)
             return path;

@@ -131,7 +131,8 @@ TEST(QuickActionFlows, RepairPutsBackWhatWasDeletedByHand)
     EXPECT_EQ(state->healthSummary(), QStringLiteral("1 Quick Action missing"));
 
     state->repairInstallation();
-    EXPECT_EQ(state->packBanner()->message, QStringLiteral("Repaired 7 Quick Actions. They should be live in Finder now."));
+    EXPECT_EQ(state->packBanner()->message,
+              QStringLiteral("Repaired 7 Quick Actions. They should be live in Finder now."));
     EXPECT_TRUE(state->integrityReport()->missing.isEmpty());
     EXPECT_EQ(installedRows(*state), 7);
 }

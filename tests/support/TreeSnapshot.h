@@ -13,7 +13,8 @@ inline QMap<QString, QByteArray> treeSnapshot(const QString &folder)
     while (it.hasNext()) {
         const QString path = it.next();
         QFile file(path);
-        files.insert(path.mid(folder.size()), file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)"));
+        files.insert(path.mid(folder.size()),
+                     file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)"));
     }
     return files;
 }
