@@ -250,7 +250,7 @@ int installer(const QString &action, const QStringList &arguments, QTextStream &
         (failed ? err : out) << message.value_or(statusText(state.installerStatus())) << Qt::endl;
         if (action == QLatin1String("health") || action == QLatin1String("status")) {
             out << state.healthSummary() << Qt::endl;
-            for (const QJsonValue &row : healthJson(state).value(QStringLiteral("rows")).toArray())
+            for (const auto &row : healthJson(state).value(QStringLiteral("rows")).toArray())
                 out << QStringLiteral("  %1  %2")
                            .arg(row.toObject().value(QStringLiteral("id")).toString(),
                                 row.toObject().value(QStringLiteral("why")).toString())

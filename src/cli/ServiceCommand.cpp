@@ -77,7 +77,7 @@ int ServiceCommand::run(const QStringList &arguments, const QString &executable,
         err << QStringLiteral("Usage: vantrel service NAME -- FILE…") << Qt::endl;
         return 2;
     }
-    const QString name = arguments.first();
+    const QString &name = arguments.first();
     const QStringList files = dashes < 0 ? QStringList() : arguments.mid(dashes + 1);
 
     const auto bundlePath = bundleNamed(name);
