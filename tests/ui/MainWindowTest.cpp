@@ -129,7 +129,7 @@ private slots:
             if (!action->isSeparator())
                 items.append(action->text());
         }
-        QCOMPARE(items, (QStringList{"Open Vantrel", "Quit Vantrel"}));
+        QCOMPARE(items, (QStringList{"Open Vantrel", "Install / Update Quick Actions", "Quit Vantrel"}));
     }
 
     // A library the disk won't take a change to: the window says why, and shows the library as it is.

@@ -18,6 +18,7 @@ AppController::AppController(QStringList pendingURLs, QObject *parent)
     interaction.setParentWindow(mainWindow.get());
     connect(trayController, &TrayController::openRequested, mainWindow.get(), &MainWindow::showAndRaise);
     connect(trayController, &TrayController::quitRequested, qApp, &QCoreApplication::quit);
+    connect(trayController, &TrayController::installRequested, appState.get(), &AppState::repairInstallation);
     connect(server, &InstanceServer::urlsReceived, this, &AppController::deliver);
 }
 

@@ -10,6 +10,9 @@ TrayController::TrayController(QObject *parent)
 {
     QAction *open = trayMenu->addAction(Symbols::icon(QStringLiteral("macwindow")), QStringLiteral("Open Vantrel"));
     open->setShortcut(QKeySequence(QStringLiteral("Ctrl+O")));
+    QAction *install = trayMenu->addAction(Symbols::icon(QStringLiteral("tray.and.arrow.down")),
+                                           QStringLiteral("Install / Update Quick Actions"));
+    connect(install, &QAction::triggered, this, &TrayController::installRequested);
     trayMenu->addSeparator();
     QAction *quit = trayMenu->addAction(Symbols::icon(QStringLiteral("power")), QStringLiteral("Quit Vantrel"));
     quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));

@@ -18,6 +18,8 @@ public:
 
 signals:
     void openRequested();
+    // The repair flow: every bundle copied again.
+    void installRequested();
     void quitRequested();
 
 private:

@@ -43,6 +43,7 @@ const QHash<QString, Mapping> &table()
         {QStringLiteral("shippingbox.and.arrow.backward.fill"), {"document-save", QStyle::SP_DialogSaveButton}},
         {QStringLiteral("scope"), {"edit-find", QStyle::SP_FileDialogContentsView}},
         {QStringLiteral("tray.and.arrow.down.fill"), {"document-import", QStyle::SP_ArrowDown}},
+        {QStringLiteral("tray.and.arrow.down"), {"document-import", QStyle::SP_ArrowDown}},
         {QStringLiteral("plus.app.fill"), {"list-add", QStyle::SP_FileDialogNewFolder}},
         {QStringLiteral("wand.and.stars"), {"tools-wizard", QStyle::SP_CommandLink}},
         {QStringLiteral("xmark"), {"window-close", QStyle::SP_TitleBarCloseButton}},
