@@ -1,9 +1,13 @@
 #include "AppTestEnvironment.h"
 #include "TreeSnapshot.h"
+#include "foundation/RunURL.h"
+#include "platform/InstanceChannel.h"
 #include "platform/Paths.h"
 #include "platform/ServicesRegistry.h"
 #include "quickactions/WorkflowInstaller.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -243,4 +247,31 @@ TEST(ServiceCommand, RefusesWhatItCantPerform)
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_EQ(missing.err.trimmed(), QStringLiteral("No Quick Action named “Nobody” is installed."));
     EXPECT_EQ(vantrel({QStringLiteral("service")}).exitCode, 2);
+}
+
+// The whole road as GNOME Files takes it: its script, run in the browsed folder with a relative name,
+// runs `vantrel service`, which runs the bundle's step, whose `vantrel open` hands the running window
+// the URL with the file's absolute path.
+TEST(ServiceCommand, AGnomeFilesScriptReachesTheRunningWindow)
+{
+    AppTestEnvironment env;
+    ASSERT_EQ(vantrel({QStringLiteral("quick-actions"), QStringLiteral("first-launch")}).exitCode, 0);
+    InstanceServer window;
+    ASSERT_TRUE(window.listen(Paths::instanceSocket())) << window.errorString().toStdString();
+    QStringList received;
+    QObject::connect(&window, &InstanceServer::urlsReceived,
+                     [&received](const QStringList &urls) { received += urls; });
+    const QString picked = env.makeFile(QStringLiteral("Photos/a b's.txt"), "x");
+
+    QProcess script;
+    script.setWorkingDirectory(env.path(QStringLiteral("Photos")));
+    script.start(env.path(QStringLiteral(".local/share/nautilus/scripts/Vantrel - Tag Category Selector")),
+                 {QStringLiteral("a b's.txt")});
+    QDeadlineTimer deadline(60000);
+    while ((script.state() != QProcess::NotRunning || received.isEmpty()) && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        script.waitForFinished(10);
+    }
+    EXPECT_EQ(script.exitCode(), 0) << script.readAllStandardError().toStdString();
+    EXPECT_EQ(received, QStringList{RunURL::make(QStringLiteral("tag-category-selector"), {picked})});
 }
