@@ -1,5 +1,6 @@
 #include "cli/ServiceCommand.h"
 
+#include "platform/InstanceChannel.h"
 #include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "platform/ServicesRegistry.h"
@@ -68,6 +69,14 @@ int runStep(const QuickActionBundle::Action &action, const QStringList &files, c
     return process.exitCode();
 }
 
+// A launcher's output goes nowhere a person looks: a failure goes to the running window's banner too.
+int failed(const QString &message, QTextStream &err)
+{
+    err << message << Qt::endl;
+    InstanceClient::deliver(Paths::instanceSocket(), {QString(InstanceClient::failurePrefix + message)}, 1000);
+    return 1;
+}
+
 } // namespace
 
 int ServiceCommand::run(const QStringList &arguments, const QString &executable, QTextStream &err)
@@ -81,28 +90,24 @@ int ServiceCommand::run(const QStringList &arguments, const QString &executable,
     const QStringList files = dashes < 0 ? QStringList() : arguments.mid(dashes + 1);
 
     const auto bundlePath = bundleNamed(name);
-    if (!bundlePath) {
-        err << QStringLiteral("No Quick Action named “%1” is installed.").arg(name) << Qt::endl;
-        return 1;
-    }
+    if (!bundlePath)
+        return failed(QStringLiteral("No Quick Action named “%1” is installed.").arg(name), err);
     QString error;
     const auto bundle = QuickActionBundle::read(*bundlePath, &error);
-    if (!bundle) {
-        err << error << Qt::endl;
-        return 1;
-    }
+    if (!bundle)
+        return failed(error, err);
     // Every step is checked before any runs: a Quick Action is never carried out half-way.
     for (const QuickActionBundle::Action &action : bundle->actions) {
-        if (!isShellScript(action)) {
-            err << QStringLiteral("“%1” can't run here: its “%2” step isn't supported on this system.")
-                       .arg(name, action.actionName)
-                << Qt::endl;
-            return 1;
-        }
+        if (!isShellScript(action))
+            return failed(QStringLiteral("“%1” can't run here: its “%2” step isn't supported on this system.")
+                              .arg(name, action.actionName),
+                          err);
     }
     for (const QuickActionBundle::Action &action : bundle->actions) {
-        if (const int status = runStep(action, files, executable, err); status != 0)
+        if (const int status = runStep(action, files, executable, err); status != 0) {
+            failed(QStringLiteral("“%1” failed (exit status %2).").arg(name).arg(status), err);
             return status;
+        }
     }
     return 0;
 }

@@ -35,6 +35,11 @@ private:
 
 namespace InstanceClient {
 
+// A line that isn't a URL but a failure for the running window's banner: what a launcher's
+// `vantrel service` couldn't do, where nobody reads its standard error. `vantrel open` never sends
+// one: whatever it is given becomes a URL.
+inline constexpr QLatin1StringView failurePrefix{"failure:"};
+
 enum class Outcome {
     delivered,
     // Nobody listens: the caller may start an instance itself.

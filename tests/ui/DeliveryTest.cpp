@@ -38,6 +38,21 @@ private slots:
         QVERIFY(controller.window().banner()->isVisible());
     }
 
+    // A launcher's failure has nobody reading its standard error: the running window says it.
+    void aLaunchersFailureShowsInTheWindowsBanner()
+    {
+        AppTestEnvironment env;
+        AppController controller;
+        QVERIFY(controller.start(AppTestEnvironment::executable(QStringLiteral("vantrel"))));
+        QProcess service;
+        service.start(AppTestEnvironment::executable(QStringLiteral("vantrel")), {"service", "Nobody", "--", "/a"});
+        QTRY_COMPARE_WITH_TIMEOUT(service.state(), QProcess::NotRunning, 20000);
+        QCOMPARE(service.exitCode(), 1);
+        QTRY_COMPARE(controller.window().banner()->message(),
+                     QStringLiteral("No Quick Action named “Nobody” is installed."));
+        QCOMPARE(controller.window().banner()->property("tone").toString(), QStringLiteral("failure"));
+    }
+
     void aColdStartHandsItsURLToTheRunnerOnceStarted()
     {
         AppTestEnvironment env;

@@ -55,6 +55,12 @@ void AppController::deliver(const QStringList &urls)
         return;
     }
     // Each URL is handled to its end before the next.
-    for (const QString &url : urls)
+    for (const QString &url : urls) {
+        if (url.startsWith(InstanceClient::failurePrefix)) {
+            mainWindow->showAndRaise();
+            appState->showFailure(url.mid(InstanceClient::failurePrefix.size()));
+            continue;
+        }
         appState->workflowRunner().handle(url);
+    }
 }
