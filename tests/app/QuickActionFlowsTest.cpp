@@ -2,6 +2,7 @@
 
 #include "AppTestEnvironment.h"
 #include "TreeSnapshot.h"
+#include "UsersQuickActions.h"
 #include "platform/Paths.h"
 
 #include <QDir>
@@ -14,19 +15,6 @@
 namespace {
 
 using namespace WorkflowInstaller;
-
-void addUsersOwn()
-{
-    const QString services = Paths::servicesFolder();
-    QDir().mkpath(services);
-    QDirIterator it(QStringLiteral(VANTREL_FIXTURES_DIR "/automator-workflows"), {QStringLiteral("*.workflow")},
-                    QDir::Dirs, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString bundle = it.next();
-        if (QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), bundle, services}) != 0)
-            ADD_FAILURE() << "couldn't copy the fixture " << bundle.toStdString();
-    }
-}
 
 int installedRows(const AppState &state)
 {
@@ -66,7 +54,7 @@ TEST(QuickActionFlows, TheFirstLaunchInstallsOnceAndSaysSo)
 TEST(QuickActionFlows, RemoveAllAsksKeepsTheUsersOwnAndStaysRemoved)
 {
     AppTestEnvironment env;
-    addUsersOwn();
+    addUsersOwnQuickActions();
     const auto users = treeSnapshot(Paths::servicesFolder());
     auto state = env.makeAppState();
     state->startUp();

@@ -1,5 +1,6 @@
 #include "AppTestEnvironment.h"
 #include "TreeSnapshot.h"
+#include "UsersQuickActions.h"
 #include "foundation/RunURL.h"
 #include "platform/InstanceChannel.h"
 #include "platform/Paths.h"
@@ -41,19 +42,6 @@ CommandRun vantrel(const QStringList &arguments, const QString &workingFolder = 
     run.err = QString::fromUtf8(process.readAllStandardError());
     run.json = QJsonDocument::fromJson(run.out.toUtf8()).object();
     return run;
-}
-
-void addUsersOwn()
-{
-    const QString services = Paths::servicesFolder();
-    QDir().mkpath(services);
-    QDirIterator it(QStringLiteral(VANTREL_FIXTURES_DIR "/automator-workflows"), {QStringLiteral("*.workflow")},
-                    QDir::Dirs, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString bundle = it.next();
-        if (QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), bundle, services}) != 0)
-            ADD_FAILURE() << "couldn't copy the fixture " << bundle.toStdString();
-    }
 }
 
 // Our launchers in the three file managers' folders.
@@ -127,7 +115,7 @@ TEST(InstallerCommand, HealthNamesARowWhoseLauncherWentAndRepairMendsIt)
 TEST(InstallerCommand, RemoveAllNeedsAnAnswerAndLeavesOnlyTheUsersOwn)
 {
     AppTestEnvironment env;
-    addUsersOwn();
+    addUsersOwnQuickActions();
     const auto users = treeSnapshot(Paths::servicesFolder());
     ASSERT_EQ(vantrel({QStringLiteral("quick-actions"), QStringLiteral("first-launch")}).exitCode, 0);
 

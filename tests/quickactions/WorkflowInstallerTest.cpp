@@ -2,6 +2,7 @@
 
 #include "TestEnvironment.h"
 #include "TreeSnapshot.h"
+#include "UsersQuickActions.h"
 #include "platform/Paths.h"
 #include "platform/ServicesRegistry.h"
 
@@ -15,20 +16,6 @@
 namespace {
 
 using namespace WorkflowInstaller;
-
-// The user's own Quick Actions, copied in from the fixtures: never to be touched.
-void addUsersOwn()
-{
-    const QString services = Paths::servicesFolder();
-    QDir().mkpath(services);
-    QDirIterator it(QStringLiteral(VANTREL_FIXTURES_DIR "/automator-workflows"), {QStringLiteral("*.workflow")},
-                    QDir::Dirs, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString bundle = it.next();
-        if (QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), bundle, services}) != 0)
-            ADD_FAILURE() << "couldn't copy the fixture " << bundle.toStdString();
-    }
-}
 
 // Points the application's resources at a folder of the test's making while it lives.
 class Resources {
@@ -102,7 +89,7 @@ TEST(WorkflowInstaller, AnUpdateReplacesTheOldCopyWhole)
 TEST(WorkflowInstaller, TheUsersOwnQuickActionsSurviveEveryFlow)
 {
     TestEnvironment env;
-    addUsersOwn();
+    addUsersOwnQuickActions();
     const QString services = Paths::servicesFolder();
     const auto before = treeSnapshot(services);
     ASSERT_FALSE(before.isEmpty());
