@@ -125,14 +125,16 @@ QStringList WorkflowInstaller::removeAll()
 
 bool WorkflowInstaller::removeOne(const QString &bundlePath)
 {
+    // A link under our name is only the link: what it points at is never followed into.
     const QFileInfo bundle(bundlePath);
-    if (!InstalledBundles::isOwnBundleName(bundle.fileName()) || !bundle.exists())
+    if (!InstalledBundles::isOwnBundleName(bundle.fileName()) || (!bundle.exists() && !bundle.isSymLink()))
         return false;
     if (bundle.isDir() && !bundle.isSymLink())
         QDir(bundlePath).removeRecursively();
     else
         QFile::remove(bundlePath);
-    return !QFileInfo::exists(bundlePath) && !bundle.isSymLink();
+    const QFileInfo after(bundlePath);
+    return !after.exists() && !after.isSymLink();
 }
 
 QStringList WorkflowInstaller::menuNames(const QStringList &bundlePaths)

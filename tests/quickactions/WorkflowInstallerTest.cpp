@@ -110,6 +110,16 @@ TEST(WorkflowInstaller, RemovingOneTwiceFailsTheSecondTime)
     const QString users = env.makeFolder(QStringLiteral(".local/share/Vantrel/Services/Mine.workflow/Contents"));
     EXPECT_FALSE(removeOne(QFileInfo(users).absolutePath()));
     EXPECT_TRUE(QFileInfo::exists(users));
+
+    // A link under our name goes alone, never what it leads to; a dangling one goes too.
+    const QString link = Paths::servicesFolder() + QStringLiteral("/Vantrel - Linked.workflow");
+    ASSERT_TRUE(QFile::link(QFileInfo(users).absolutePath(), link));
+    EXPECT_TRUE(removeOne(link));
+    EXPECT_FALSE(QFileInfo(link).isSymLink());
+    EXPECT_TRUE(QFileInfo::exists(users));
+    ASSERT_TRUE(QFile::link(env.path(QStringLiteral("nowhere")), link));
+    EXPECT_TRUE(removeOne(link));
+    EXPECT_FALSE(QFileInfo(link).isSymLink());
 }
 
 namespace {
