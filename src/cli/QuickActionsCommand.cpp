@@ -203,7 +203,8 @@ int installer(const QString &action, const QStringList &arguments, QTextStream &
 
     const QStringList before = WorkflowInstaller::installedBundles();
     bool cancelled = false;
-    if (action == QLatin1String("status")) {
+    // Health reads like status: what the application carries, then what needs attention.
+    if (action == QLatin1String("status") || action == QLatin1String("health")) {
         state.setInstallerStatus(WorkflowInstaller::statusCheck());
     } else if (action == QLatin1String("first-launch")) {
         state.runFirstLaunchInstall();

@@ -102,6 +102,8 @@ TEST(InstallerCommand, HealthNamesARowWhoseLauncherWentAndRepairMendsIt)
     EXPECT_EQ(health.exitCode, 0);
     EXPECT_EQ(rowsNeedingAttention(health.json), QStringList{"stitch-files:needsSetup"});
     EXPECT_EQ(health.json.value(QStringLiteral("health")).toObject().value(QStringLiteral("issues")).toInt(), 1);
+    EXPECT_EQ(health.json.value(QStringLiteral("installerStatus")).toObject(),
+              (QJsonObject{{QStringLiteral("case"), QStringLiteral("ready")}, {QStringLiteral("bundledCount"), 7}}));
 
     const CommandRun repair =
         vantrel({QStringLiteral("quick-actions"), QStringLiteral("repair"), QStringLiteral("--json")});
