@@ -51,23 +51,68 @@ std::optional<QString> ScriptedInteraction::take(const QString &text)
     return std::nullopt;
 }
 
-int ScriptedInteraction::alert(const AlertRequest &request)
+int ScriptedInteraction::answerButtons(const AlertRequest &request)
 {
     alerts.append(request);
     const int cancel = request.buttons.isEmpty() ? 0 : int(request.buttons.size()) - 1;
+    if (planOnly)
+        return cancel;
     if (const auto answer = take(request.message)) {
         const int index = int(request.buttons.indexOf(*answer));
         return index >= 0 ? index : cancel;
     }
-    return assumeYes ? 0 : cancel;
+    return assumeYes && !request.needsExplicitAnswer ? 0 : cancel;
+}
+
+namespace {
+
+QJsonObject alertEntry(const AlertRequest &request, int button)
+{
+    return {{QStringLiteral("kind"), QStringLiteral("alert")},
+            {QStringLiteral("style"), AlertRequest::toString(request.style)},
+            {QStringLiteral("message"), request.message},
+            {QStringLiteral("informativeText"), request.informativeText},
+            {QStringLiteral("buttons"), QJsonArray::fromStringList(request.buttons)},
+            {QStringLiteral("answer"), request.buttons.value(button)}};
+}
+
+} // namespace
+
+int ScriptedInteraction::alert(const AlertRequest &request)
+{
+    const int button = answerButtons(request);
+    log.append(alertEntry(request, button));
+    return button;
+}
+
+AlertAnswer ScriptedInteraction::alertWithValues(const AlertRequest &request)
+{
+    AlertAnswer answer{answerButtons(request), false, QString()};
+    QJsonObject entry = alertEntry(request, answer.button);
+    if (const auto &accessory = request.accessory) {
+        answer.checked = values.contains(accessory->checkboxName)
+                             ? values.value(accessory->checkboxName) == QLatin1String("true")
+                             : accessory->checked;
+        answer.fieldText = values.value(accessory->fieldName, accessory->fieldText);
+        entry.insert(QStringLiteral("values"), QJsonObject{{accessory->checkboxName, answer.checked},
+                                                           {accessory->fieldName, answer.fieldText}});
+    }
+    log.append(entry);
+    return answer;
 }
 
 QStringList ScriptedInteraction::panel(const PanelRequest &request)
 {
     panels.append(request);
+    QStringList chosen;
     if (const auto answer = take(request.title))
-        return answer->isEmpty() ? QStringList{} : QStringList{*answer};
-    if (!destination.isEmpty() && request.choosesFoldersOnly())
-        return {destination};
-    return {};
+        chosen = answer->isEmpty() ? QStringList{} : QStringList{*answer};
+    else if (!destination.isEmpty() && request.choosesFoldersOnly())
+        chosen = {destination};
+    log.append(QJsonObject{{QStringLiteral("kind"), QStringLiteral("panel")},
+                           {QStringLiteral("title"), request.title},
+                           {QStringLiteral("message"), request.message},
+                           {QStringLiteral("prompt"), request.prompt},
+                           {QStringLiteral("answer"), QJsonArray::fromStringList(chosen)}});
+    return chosen;
 }

@@ -1,5 +1,7 @@
 #include "scan/ScanReport.h"
 
+#include "foundation/ByteCountFormatter.h"
+
 #include <QJsonArray>
 
 #include <algorithm>
@@ -284,4 +286,23 @@ ProgressThrottle::ProgressThrottle(int total) : total(total), every(total < 60 ?
 bool ProgressThrottle::shouldPublish(int index) const
 {
     return index % every == 0 || index == total - 1;
+}
+
+QString ScanProgress::byteDetail() const
+{
+    if (bytesTotal <= 0)
+        return {};
+    QString text = QStringLiteral("%1 of %2").arg(ByteCountFormatter::format(quint64(std::max<qint64>(bytesProcessed, 0))),
+                                                  ByteCountFormatter::format(quint64(bytesTotal)));
+    if (!secondsLeft)
+        return text;
+    const qint64 left = *secondsLeft;
+    QString time;
+    if (left < 60)
+        time = QStringLiteral("less than a minute left");
+    else if (left < 3600)
+        time = QStringLiteral("about %1 min left").arg((left + 30) / 60);
+    else
+        time = QStringLiteral("about %1 h %2 min left").arg(left / 3600).arg((left % 3600) / 60);
+    return text + QStringLiteral(" · ") + time;
 }

@@ -42,7 +42,15 @@ struct ScanProgress {
     QString title;
     int processed = 0;
     int total = 0;
+    // Work measured in bytes (a copy) also says how many of how many, and how long it has left.
+    qint64 bytesProcessed = 0;
+    qint64 bytesTotal = 0;
+    // Nothing until the rate can be told.
+    std::optional<qint64> secondsLeft = std::nullopt;
     bool operator==(const ScanProgress &) const = default;
+
+    // "1.2 GB of 4.8 GB · about 3 min left"; empty when the work isn't counted in bytes.
+    QString byteDetail() const;
 };
 
 // The last walk of a threshold scan, so that a changed threshold reworks the report without walking again.

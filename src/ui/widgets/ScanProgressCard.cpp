@@ -8,7 +8,7 @@
 #include <QPushButton>
 
 ScanProgressCard::ScanProgressCard(ScanState &state, QWidget *parent)
-    : QFrame(parent), scans(&state), title(new QLabel(this)), bar(new QProgressBar(this)),
+    : QFrame(parent), scans(&state), title(new QLabel(this)), bar(new QProgressBar(this)), detail(new QLabel(this)),
       cancel(new QPushButton(QStringLiteral("Cancel"), this))
 {
     setObjectName(QStringLiteral("scanProgressCard"));
@@ -16,6 +16,8 @@ ScanProgressCard::ScanProgressCard(ScanState &state, QWidget *parent)
     auto *layout = new QHBoxLayout(this);
     layout->addWidget(title);
     layout->addWidget(bar, 1);
+    detail->setObjectName(QStringLiteral("scanProgressDetail"));
+    layout->addWidget(detail);
     layout->addWidget(cancel);
     connect(cancel, &QPushButton::clicked, this, [this] {
         if (scans)
@@ -34,6 +36,9 @@ void ScanProgressCard::refresh()
         return;
     const auto progress = scans->scanProgress();
     title->setText(progress ? progress->title : QStringLiteral("Working…"));
+    const QString bytes = progress ? progress->byteDetail() : QString();
+    detail->setText(bytes);
+    detail->setVisible(!bytes.isEmpty());
     if (!progress || progress->total == 0) {
         // The amount isn't known yet.
         bar->setRange(0, 0);

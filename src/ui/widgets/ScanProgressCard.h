@@ -16,6 +16,7 @@ public:
 
     QPushButton *cancelButton() const { return cancel; }
     QLabel *titleLabel() const { return title; }
+    QLabel *detailLabel() const { return detail; }
 
 private:
     void refresh();
@@ -23,5 +24,6 @@ private:
     QPointer<ScanState> scans;
     QLabel *title;
     QProgressBar *bar;
+    QLabel *detail;
     QPushButton *cancel;
 };
