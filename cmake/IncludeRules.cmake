@@ -18,7 +18,7 @@ set(VANTREL_INCLUDE_RULES
   "scan        : foundation platform"
   # The handlers report through the scan report model.
   "metadata    : scan foundation platform"
-  "transfer    : scan foundation platform"
+  "transfer    : metadata scan foundation platform"
   "quickactions: foundation platform"
   "steward     : transfer scan foundation platform"
   "packs       : quickactions metadata foundation platform"

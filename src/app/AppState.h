@@ -16,6 +16,7 @@
 #include "transfer/stitch/StitchSession.h"
 
 #include <QDateTime>
+#include <QJsonObject>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -117,6 +118,9 @@ public:
     void showFailure(const QString &message, const QList<ItemFailure> &failures) override;
     void showFailure(const QString &message) { showFailure(message, {}); }
     void showSuccess(const QString &message) override;
+    void recordDetail(const QString &key, const QJsonValue &value) override { details.insert(key, value); }
+    // Every detail recorded this run, by key.
+    const QJsonObject &runDetails() const { return details; }
     // The last status check or installation of the Quick Actions.
     const WorkflowInstaller::Status &installerStatus() const { return installer; }
     void setInstallerStatus(const WorkflowInstaller::Status &status);
@@ -221,6 +225,7 @@ private:
     std::optional<IntegrityReport> integrity;
     bool integrityDismissed = false;
     std::optional<PackBanner> banner;
+    QJsonObject details;
     std::optional<QString> firstLaunch;
     WorkflowInstaller::Status installer = WorkflowInstaller::idle{};
 

@@ -6,6 +6,7 @@
 #include "metadata/SpotlightRefresher.h"
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
+#include "transfer/mover/SmartMoverHandler.h"
 #include "transfer/stitch/StitchSession.h"
 
 #include <QFileInfo>
@@ -116,7 +117,10 @@ QList<WorkflowTable::Row> buildRows()
         row("tag-audit",
             [](AppState &state, const QStringList &paths) { HygieneScans::runTagAudit(paths, state.scanState()); }),
         // Transfers.
-        row("smart-mover", interim("smart-mover"), "Pick the files or folder you want to move."),
+        row(
+            "smart-mover",
+            [](AppState &state, const QStringList &paths) { SmartMoverHandler::run(paths, state, state.scanState()); },
+            "Pick the files or folder you want to move."),
         row("cloud-migrate",
             needsSelection(QStringLiteral("cloud-migrate"),
                            "Cloud Migrate needs at least one selected file or folder."),

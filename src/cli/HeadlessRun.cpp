@@ -9,6 +9,7 @@
 #include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "platform/RegularFile.h"
+#include "transfer/mover/SmartMoverHandler.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -77,10 +78,12 @@ QJsonValue bannerJson(const AppState &state)
 // A report of tens of thousands of rows is megabytes of JSON. Its items are written one at a time into
 // the place the rest of the result leaves for them, so that neither a tree of every item nor the whole
 // text is ever held; the bytes are those QJsonDocument writes for the whole result.
-void writeJsonResult(QTextStream &out, const WorkflowRunner::Outcome &outcome, const AppState &state)
+void writeJsonResult(QTextStream &out, const WorkflowRunner::Outcome &outcome, const AppState &state,
+                     const QJsonArray &asked)
 {
     static const QByteArray marker = "\"vantrel:report-items\"";
     QJsonObject result = HeadlessRun::resultObject(outcome, state, false);
+    result.insert(QStringLiteral("asked"), asked);
     const auto &report = state.activeReport();
     if (report) {
         QJsonObject reportObject = result.value(QStringLiteral("report")).toObject();
@@ -182,6 +185,8 @@ std::optional<HeadlessRun::Options> HeadlessRun::parse(const QStringList &argume
             options.json = true;
         } else if (!positionalOnly && word == QLatin1String("--yes")) {
             options.assumeYes = true;
+        } else if (!positionalOnly && word == QLatin1String("--dry-run")) {
+            options.dryRun = true;
         } else if (!positionalOnly && (word == QLatin1String("--answers") || word == QLatin1String("--dest"))) {
             const auto value = valueOf(word);
             if (!value)
@@ -252,6 +257,10 @@ QJsonObject HeadlessRun::resultObject(const WorkflowRunner::Outcome &outcome, co
         result.insert(QStringLiteral("session"), open.first()->toJson());
     else
         result.insert(QStringLiteral("session"), QJsonValue::Null);
+    // A transfer's plan and what it did to each file, beside the report.
+    const QJsonObject &details = state.runDetails();
+    for (auto it = details.begin(); it != details.end(); ++it)
+        result.insert(it.key(), it.value());
     return result;
 }
 
@@ -293,6 +302,20 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         return 2;
     interaction.setDestination(options->destination);
     interaction.setAssumeYes(options->assumeYes);
+    interaction.setDryRun(options->dryRun);
+    // The values of an alert's controls are answered by the interaction; the rest fill a sheet.
+    QList<HeadlessSheets::Setting> sheetSettings;
+    for (const HeadlessSheets::Setting &setting : options->settings) {
+        if (!SmartMoverHandler::answersAlert(setting.name)) {
+            sheetSettings.append(setting);
+            continue;
+        }
+        if (const auto refusal = SmartMoverHandler::checkAlertValue(setting.name, setting.value)) {
+            err << *refusal << Qt::endl;
+            return 2;
+        }
+        interaction.setValue(setting.name, setting.value);
+    }
 
     Defaults defaults(Paths::defaultsFile());
     AppState state(defaults, interaction);
@@ -309,7 +332,7 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     const TerminalProgress progress(state.scanState(), err);
     const WorkflowRunner::Outcome outcome = state.workflowRunner().handle(urlFor(*options));
     if (std::holds_alternative<WorkflowRunner::ran>(outcome)) {
-        if (const auto problem = HeadlessSheets::complete(state, options->settings)) {
+        if (const auto problem = HeadlessSheets::complete(state, sheetSettings)) {
             err << *problem << Qt::endl;
             return 2;
         }
@@ -323,7 +346,7 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     progress.finish();
 
     if (options->json)
-        writeJsonResult(out, outcome, state);
+        writeJsonResult(out, outcome, state, interaction.asked());
     else
         out << resultText(outcome, state) << Qt::endl;
     out.flush();

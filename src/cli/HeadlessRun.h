@@ -26,6 +26,8 @@ struct Options {
     std::optional<int> threshold;
     bool assumeYes = false;
     bool json = false;
+    // Plans and asks, but every alert is cancelled: nothing is changed.
+    bool dryRun = false;
 };
 
 // Parses the words after "run". Returns nothing and sets `error` on bad usage.

@@ -2,6 +2,7 @@
 
 #include "foundation/ItemFailure.h"
 
+#include <QJsonValue>
 #include <QList>
 #include <QString>
 
@@ -18,6 +19,9 @@ public:
     // The banner, with each file that failed and the system's reason.
     virtual void showFailure(const QString &message, const QList<ItemFailure> &failures) = 0;
     virtual void showSuccess(const QString &message) = 0;
+    // What a run worked out or did beyond its report and banner (a transfer's plan), under a key of its
+    // own, for a script's --json to carry.
+    virtual void recordDetail(const QString &key, const QJsonValue &value) = 0;
 
 protected:
     SessionHost() = default;

@@ -166,12 +166,30 @@ bool moveIntoTrash(const QString &path)
 
 bool Trash::moveToTrash(const QString &path)
 {
+    return !trashItem(path).has_value();
+}
+
+std::optional<QString> Trash::trashItem(const QString &path)
+{
+    const auto reason = [](int error) {
+        return error != 0 ? QString::fromLocal8Bit(std::strerror(error)) : QStringLiteral("the Trash refused it");
+    };
     if (!homeTrashReady())
-        return false;
+        return QStringLiteral("the Trash folder couldn’t be made");
 #if defined(Q_OS_LINUX)
     // Qt's Trash, which also finds a disk's own Trash folder, reads and writes names as UTF-8.
-    if (NativeNames::hasRawBytes(path))
-        return moveIntoTrash(path);
+    if (NativeNames::hasRawBytes(path)) {
+        errno = 0;
+        if (moveIntoTrash(path))
+            return std::nullopt;
+        return reason(errno);
+    }
 #endif
-    return QFile::moveToTrash(path);
+    QFile file(path);
+    errno = 0;
+    if (file.moveToTrash())
+        return std::nullopt;
+    const int error = errno;
+    const QString text = file.errorString();
+    return text.isEmpty() || text == QLatin1String("Unknown error") ? reason(error) : text;
 }

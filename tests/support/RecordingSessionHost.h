@@ -3,6 +3,7 @@
 #include "foundation/SessionHost.h"
 #include "foundation/diagnostics/DiagnosticLog.h"
 
+#include <QJsonObject>
 #include <QList>
 
 #include <optional>
@@ -26,6 +27,8 @@ public:
     DiagnosticLog &diagnosticLog() override { return log; }
     void showFailure(const QString &message, const QList<ItemFailure> &failures) override;
     void showSuccess(const QString &message) override;
+    void recordDetail(const QString &key, const QJsonValue &value) override { recorded.insert(key, value); }
+    const QJsonObject &details() const { return recorded; }
 
     const QList<Banner> &banners() const { return shown; }
     // The banner on show: the last one.
@@ -35,4 +38,5 @@ private:
     Interaction *asker;
     DiagnosticLog log;
     QList<Banner> shown;
+    QJsonObject recorded;
 };

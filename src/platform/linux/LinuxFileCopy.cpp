@@ -1,11 +1,19 @@
 #include "platform/FileCopy.h"
 
+#include "platform/AtomicFile.h"
+#include "platform/Descriptor.h"
+#include "platform/NativeNames.h"
+
 #include <QByteArray>
 #include <QList>
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -93,4 +101,141 @@ bool FileCopy::copyMetadata(int in, int out)
 bool FileCopy::copyContents(int in, int out)
 {
     return copyBytes(in, out) && copyMetadata(in, out);
+}
+
+namespace {
+
+bool unnamedUnsupported(int error)
+{
+    return error == EOPNOTSUPP || error == EISDIR || error == EINVAL || error == ENOENT;
+}
+
+// One chunk at a time, so that a cancel is heard within a fraction of a second whatever the size.
+constexpr std::size_t chunk = std::size_t(16) << 20;
+
+bool copyBytesWatched(int in, int out, qint64 size, const FileCopy::Watch &watch)
+{
+    if (watch.mayClone && size > 0 && ::ioctl(out, FICLONE, in) == 0) {
+        if (watch.advanced)
+            watch.advanced(size);
+        return true;
+    }
+    bool kernelCopy = true;
+    std::vector<char> buffer;
+    for (;;) {
+        if (watch.cancelled && watch.cancelled()) {
+            errno = ECANCELED;
+            return false;
+        }
+        ssize_t step = 0;
+        if (kernelCopy) {
+            step = ::copy_file_range(in, nullptr, out, nullptr, chunk, 0);
+            if (step < 0 && errno == EINTR)
+                continue;
+            if (step < 0) {
+                if (errno != EXDEV && errno != ENOSYS && errno != EINVAL && errno != EOPNOTSUPP)
+                    return false;
+                kernelCopy = false;
+                buffer.resize(std::size_t(1) << 20);
+                continue;
+            }
+        } else {
+            step = ::read(in, buffer.data(), buffer.size());
+            if (step < 0 && errno == EINTR)
+                continue;
+            if (step < 0)
+                return false;
+            for (ssize_t written = 0; written < step;) {
+                const ssize_t wrote = ::write(out, buffer.data() + written, std::size_t(step - written));
+                if (wrote < 0 && errno != EINTR)
+                    return false;
+                if (wrote > 0)
+                    written += wrote;
+            }
+        }
+        if (step == 0)
+            return true;
+        if (watch.advanced)
+            watch.advanced(step);
+    }
+}
+
+QByteArray folderOf(const QByteArray &path)
+{
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash < 0 ? QByteArray(".") : (slash == 0 ? QByteArray("/") : path.left(slash));
+}
+
+int renameNoReplace(const char *from, const char *to)
+{
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS)
+        return errno;
+    // A file system without an exclusive rename: a hard link can't replace either.
+    if (::link(from, to) != 0)
+        return errno;
+    ::unlink(from);
+    return 0;
+}
+
+} // namespace
+
+bool FileCopy::copyFileAsNew(const QByteArray &from, const QByteArray &to, const Watch &watch)
+{
+    // No following a link and no blocking on a pipe: only a regular file is copied here.
+    const Descriptor in(::open(from.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!in.isOpen())
+        return false;
+    struct stat status {};
+    if (::fstat(in.get(), &status) != 0)
+        return false;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EXDEV;
+        return false;
+    }
+    const QByteArray folder = folderOf(to);
+    QByteArray partial;
+    int fd = ::open(folder.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        if (!unnamedUnsupported(errno))
+            return false;
+        partial = folder + '/' + NativeNames::encode(PartialFiles::newName(NativeNames::decode(folder)));
+        fd = ::open(partial.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (fd < 0)
+            return false;
+        // Locked while this run lives, so that a sweep removes it only after a killed run.
+        ::flock(fd, LOCK_EX | LOCK_NB);
+    }
+    Descriptor out(fd);
+    const auto discard = [&] {
+        const int error = errno;
+        if (!partial.isEmpty())
+            ::unlink(partial.constData());
+        errno = error;
+        return false;
+    };
+    if (!copyBytesWatched(in.get(), out.get(), status.st_size, watch) || !copyMetadata(in.get(), out.get()))
+        return discard();
+    if (partial.isEmpty()) {
+        // The unnamed file gets its name through its descriptor; linkat never replaces a name.
+        const QByteArray self = "/proc/self/fd/" + QByteArray::number(out.get());
+        if (::linkat(AT_FDCWD, self.constData(), AT_FDCWD, to.constData(), AT_SYMLINK_FOLLOW) != 0)
+            return false;
+        if (!out.close()) {
+            const int error = errno;
+            ::unlink(to.constData());
+            errno = error;
+            return false;
+        }
+        return true;
+    }
+    // A network share reports a failed write at close: such a file never gets the name.
+    if (!out.close())
+        return discard();
+    if (const int error = renameNoReplace(partial.constData(), to.constData()); error != 0) {
+        errno = error;
+        return discard();
+    }
+    return true;
 }
