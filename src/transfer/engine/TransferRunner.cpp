@@ -1,5 +1,6 @@
 #include "transfer/engine/TransferRunner.h"
 
+#include "platform/Descriptor.h"
 #include "platform/FileCopy.h"
 #include "platform/FileMoves.h"
 #include "platform/NativeNames.h"
@@ -10,20 +11,15 @@
 #include <QHash>
 #include <QSet>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
 
 constexpr int lastNumber = 999;
-
-// lstat, not exists(): a dangling link still takes the name.
-bool taken(const QString &path)
-{
-    struct stat status {};
-    return ::lstat(NativeNames::encode(path).constData(), &status) == 0;
-}
 
 QString folderOf(const QString &path)
 {
@@ -46,7 +42,7 @@ struct ResolvedDest {
 
 ResolvedDest resolve(const QString &intended, const ConflictPolicy &policy)
 {
-    if (!taken(intended))
+    if (!TransferRunner::isTaken(intended))
         return {intended, false, std::nullopt};
     if (std::holds_alternative<skip>(policy))
         return {intended, false, QStringLiteral("Already exists at destination")};
@@ -76,9 +72,18 @@ public:
     {
         const QString parent = folderOf(target.url);
         if (!madeFolders.contains(parent)) {
+            QStringList missing;
+            for (QString folder = parent; !TransferRunner::isTaken(folder) && folder.size() > 1;
+                 folder = folderOf(folder))
+                missing.append(folder);
             if (const auto problem = FileMoves::makeFolders(parent))
                 return failed{QStringLiteral("Couldn't create destination folder: %1").arg(*problem)};
             madeFolders.insert(parent);
+            // The folders made here mirror the source's: they get its modes and dates once filled.
+            QString source = folderOf(item.source);
+            for (QString folder = parent; missing.contains(folder) && source.size() > 1;
+                 folder = folderOf(folder), source = folderOf(source))
+                foldersFrom.append({folder, source});
         }
         if (target.preExisted && !FileCopy::removeTree(NativeNames::encode(target.url)))
             return failed{systemText(errno)};
@@ -120,7 +125,6 @@ public:
         if (elapsed >= 1000 && bytesDone > 0 && plan.totalSizeBytes > bytesDone)
             progress.secondsLeft =
                 qint64(double(plan.totalSizeBytes - bytesDone) * double(elapsed) / double(bytesDone) / 1000.0);
-        lastProgress = progress;
         sinceLast.start();
         publish(progress);
     }
@@ -129,6 +133,20 @@ public:
     {
         bytesDone += bytes;
         report(index, item, false);
+    }
+
+    // Gives each folder the run made its source folder's mode and dates, deepest first, since writing
+    // into a folder changes its dates. A folder's dates are a courtesy: a failure here fails no file.
+    void finishFolders()
+    {
+        std::sort(foldersFrom.begin(), foldersFrom.end(),
+                  [](const auto &a, const auto &b) { return a.first.size() > b.first.size(); });
+        for (const auto &[made, source] : foldersFrom) {
+            const Descriptor in(::open(NativeNames::encode(source).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            const Descriptor out(::open(NativeNames::encode(made).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            if (in.isOpen() && out.isOpen())
+                FileCopy::copyMetadata(in.get(), out.get());
+        }
     }
 
     int current = 0;
@@ -195,13 +213,19 @@ private:
     QList<Volumes::Mount> mounts;
     QHash<QString, bool> localFolders;
     QSet<QString> madeFolders;
+    QList<std::pair<QString, QString>> foldersFrom;
     QElapsedTimer clock;
     QElapsedTimer sinceLast;
-    std::optional<ScanProgress> lastProgress;
     qint64 bytesDone = 0;
 };
 
 } // namespace
+
+bool TransferRunner::isTaken(const QString &path)
+{
+    struct stat status {};
+    return ::lstat(NativeNames::encode(path).constData(), &status) == 0;
+}
 
 int TransferRunner::progressStride(int total)
 {
@@ -216,7 +240,7 @@ Result TransferRunner::execute(const Plan &plan, const ConflictPolicy &policy, c
     for (int i = 0; i < plan.items.size(); ++i) {
         if (stop.stop_requested()) {
             result.wasCancelled = true;
-            return result;
+            break;
         }
         const PlannedItem &item = plan.items[i];
         run.current = i;
@@ -232,10 +256,11 @@ Result TransferRunner::execute(const Plan &plan, const ConflictPolicy &policy, c
         std::optional<ItemOutcome> outcome = run.write(item, target, policy);
         if (!outcome) {
             result.wasCancelled = true;
-            return result;
+            break;
         }
         result.items.append({item.source, std::move(*outcome)});
     }
+    run.finishFolders();
     return result;
 }
 
@@ -255,7 +280,7 @@ QString TransferRunner::uniqueURL(const QString &intended, const QString &suffix
     for (int n = 1; n <= lastNumber; ++n) {
         const QString number = n == 1 ? QString() : QLatin1Char(' ') + QString::number(n);
         candidate = folder + stem + suffix + number + extension;
-        if (!taken(candidate))
+        if (!isTaken(candidate))
             return candidate;
     }
     return candidate;

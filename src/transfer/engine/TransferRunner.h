@@ -19,6 +19,9 @@ using PublishProgress = std::function<void(const ScanProgress &)>;
 TransferEngine::Result execute(const TransferEngine::Plan &plan, const TransferEngine::ConflictPolicy &policy,
                                const PublishProgress &publish = {}, std::stop_token stop = {});
 
+// Whether anything, a dangling link too, has the name.
+bool isTaken(const QString &path);
+
 // How many items apart the progress is published: about sixty updates a run, and the last always.
 int progressStride(int total);
 
