@@ -1064,6 +1064,9 @@ int main(int argc, char *argv[])
                     out.flush();
                     if (keep)
                         std::fprintf(stderr, "%s: the corpus and the copies stay in %s.\n", bench, qPrintable(root));
+                    else
+                        std::fprintf(stderr, "%s: with --keep the corpus and the copies would stay for a look.\n",
+                                     bench);
                     if (ours) {
                         std::fprintf(stderr, "%s: %s.\n", bench, qPrintable(why));
                         return 1;
