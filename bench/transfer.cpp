@@ -1062,16 +1062,18 @@ int main(int argc, char *argv[])
                 const auto refuse = [&](const QString &why) {
                     out << QStringLiteral("  %1 %2\n").arg(tool.name, -10).arg(why);
                     out.flush();
+                    int status = 1;
+                    if (ours)
+                        std::fprintf(stderr, "%s: %s%s\n", bench, qPrintable(why),
+                                     why.endsWith(QLatin1Char('.')) ? "" : ".");
+                    else
+                        status = Peers::failed(bench, why);
                     if (keep)
                         std::fprintf(stderr, "%s: the corpus and the copies stay in %s.\n", bench, qPrintable(root));
                     else
                         std::fprintf(stderr, "%s: with --keep the corpus and the copies would stay for a look.\n",
                                      bench);
-                    if (ours) {
-                        std::fprintf(stderr, "%s: %s.\n", bench, qPrintable(why));
-                        return 1;
-                    }
-                    return Peers::failed(bench, why);
+                    return status;
                 };
                 if (run.status != 0)
                     return refuse(
