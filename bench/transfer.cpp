@@ -57,6 +57,17 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// `name` inside `folder`, where an empty folder is the root itself.
+std::string under(const std::string &folder, const std::string &name)
+{
+    if (folder.empty())
+        return name;
+    std::string path = folder;
+    path += '/';
+    path += name;
+    return path;
+}
+
 [[noreturn]] void failWith(const std::string &what, const std::string &path)
 {
     throw Failure(what + " " + path + ": " + std::strerror(errno));
@@ -217,7 +228,7 @@ bool dropCaches()
 
 // ---- The corpora ----------------------------------------------------------------------------------------
 
-constexpr quint64 MiB = 1024 * 1024;
+constexpr quint64 MiB = quint64(1024) * 1024;
 constexpr quint64 GiB = 1024 * MiB;
 
 void fillRandom(std::mt19937_64 &random, char *bytes, size_t size)
@@ -367,7 +378,7 @@ Built buildSmall(const std::string &root, quint64 count, bool xattrs)
 {
     CorpusWriter writer(root, 2026, xattrs);
     auto &random = writer.generator();
-    std::vector<char> bytes(64 * 1024);
+    std::vector<char> bytes(size_t(64) * 1024);
     const auto fill = [&](int fd, quint64 size, const std::string &path) {
         fillRandom(random, bytes.data(), size_t(size));
         writeFully(fd, bytes.data(), size_t(size), path);
@@ -388,7 +399,7 @@ Built buildSmall(const std::string &root, quint64 count, bool xattrs)
                            : kind < 7 ? "caf\xc3\xa9 \xe2\x80\x94 " + std::to_string(i) + ".txt"
                                       : "f" + std::to_string(i) + ".dat";
         const quint64 size = random() % 100 == 0 ? 0 : random() % (64 * 1024 + 1);
-        writer.file(folder.empty() ? name : folder + '/' + name, size, fill);
+        writer.file(under(folder, name), size, fill);
     }
     writer.finish();
     return writer.built();
@@ -475,7 +486,7 @@ void walkInto(Tree &tree, const std::string &root, const std::string &relative)
     }
     ::closedir(folder);
     for (const std::string &name : names)
-        walkInto(tree, root, relative.empty() ? name : relative + '/' + name);
+        walkInto(tree, root, under(relative, name));
 }
 
 Tree walk(const std::string &root)
@@ -693,8 +704,8 @@ QString clones(const Tree &source, const std::string &sourceRoot, const std::str
         if (!S_ISREG(entry.mode) || entry.size == 0)
             continue;
         ++files;
-        const FirstExtent from = firstExtent(sourceRoot + '/' + relative);
-        const FirstExtent to = firstExtent(copyRoot + '/' + relative);
+        const FirstExtent from = firstExtent(under(sourceRoot, relative));
+        const FirstExtent to = firstExtent(under(copyRoot, relative));
         if (!from.unknown.isEmpty() || !to.unknown.isEmpty())
             return QStringLiteral("unknown (FIEMAP: %1)").arg(from.unknown.isEmpty() ? to.unknown : from.unknown);
         if (from.mapped && to.mapped && from.physical == to.physical)
