@@ -14,7 +14,7 @@ packages=(
   nemo libkf5config-bin libglib2.0-dev dbus-x11
 )
 if [ "${WITH_BENCH:-0}" = 1 ]; then
-  packages+=(img2pdf imagemagick jdupes rdfind fdupes rmlint)
+  packages+=(img2pdf imagemagick jdupes rdfind fdupes rmlint rsync)
 fi
 if [ "${WITH_LINT:-0}" = 1 ]; then
   packages+=(clang-format clang-tidy)
