@@ -1,4 +1,5 @@
 #include "ui/shell/WidgetInteraction.h"
+#include "ui/widgets/AccessoryAlert.h"
 
 #include <QFileDialog>
 #include <QMessageBox>
@@ -8,7 +9,7 @@ int WidgetInteraction::alert(const AlertRequest &request)
 {
     // A confirmation must be answered before the flow goes on, so this one waits.
     QMessageBox box(parent);
-    box.setIcon(QMessageBox::Warning);
+    box.setIcon(request.style == AlertRequest::Style::warning ? QMessageBox::Warning : QMessageBox::Information);
     box.setText(request.message);
     box.setInformativeText(request.informativeText);
     QList<QAbstractButton *> buttons;
@@ -21,6 +22,15 @@ int WidgetInteraction::alert(const AlertRequest &request)
     box.exec();
     const qsizetype index = buttons.indexOf(box.clickedButton());
     return index >= 0 ? int(index) : int(buttons.size()) - 1;
+}
+
+AlertAnswer WidgetInteraction::alertWithValues(const AlertRequest &request)
+{
+    if (!request.accessory)
+        return Interaction::alertWithValues(request);
+    AccessoryAlert box(request, parent);
+    box.exec();
+    return box.answer();
 }
 
 QStringList WidgetInteraction::panel(const PanelRequest &request)
