@@ -1,5 +1,6 @@
 #include "ui/shell/WidgetInteraction.h"
 #include "ui/widgets/AccessoryAlert.h"
+#include "ui/widgets/FolderOrFilesPanel.h"
 
 #include <QFileDialog>
 #include <QMessageBox>
@@ -35,6 +36,11 @@ AlertAnswer WidgetInteraction::alertWithValues(const AlertRequest &request)
 
 QStringList WidgetInteraction::panel(const PanelRequest &request)
 {
+    if (request.choosesFilesAndFolders()) {
+        // QFileDialog picks files or folders, never both at once.
+        FolderOrFilesPanel chooser(request, parent);
+        return chooser.exec() == QDialog::Accepted ? chooser.chosenPaths() : QStringList();
+    }
     QFileDialog dialog(parent, request.title, request.directory);
     dialog.setLabelText(QFileDialog::Accept, request.prompt.isEmpty() ? QStringLiteral("Choose") : request.prompt);
     if (request.mode == PanelRequest::Mode::save) {
