@@ -77,7 +77,8 @@ FolderOrFilesPanel::FolderOrFilesPanel(const PanelRequest &panelRequest, QWidget
             [this](QListWidgetItem *item) { setLocation(item->data(Qt::UserRole).toString()); });
 
     model = new QFileSystemModel(this);
-    model->setIconProvider(new PackageIcons);
+    icons = std::make_unique<PackageIcons>();
+    model->setIconProvider(icons.get());
     // Writable so that a new folder's name can be edited in place; nothing else starts an edit.
     model->setReadOnly(false);
     model->setFilter(QDir::AllEntries | QDir::AllDirs | QDir::NoDotAndDotDot);
@@ -140,6 +141,12 @@ FolderOrFilesPanel::FolderOrFilesPanel(const PanelRequest &panelRequest, QWidget
 
     if (request.directory.isEmpty() || !QFileInfo(request.directory).isDir() || !setLocation(request.directory))
         setLocation(QDir::homePath());
+}
+
+FolderOrFilesPanel::~FolderOrFilesPanel()
+{
+    // Before the icon provider it asks goes.
+    delete model;
 }
 
 bool FolderOrFilesPanel::setLocation(const QString &path)

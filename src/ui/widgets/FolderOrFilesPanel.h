@@ -6,7 +6,10 @@
 #include <QSet>
 #include <QStringList>
 
+#include <memory>
+
 class QAction;
+class QAbstractFileIconProvider;
 class QFileSystemModel;
 class QLabel;
 class QLineEdit;
@@ -22,6 +25,7 @@ class FolderOrFilesPanel : public QDialog {
     Q_OBJECT
 public:
     explicit FolderOrFilesPanel(const PanelRequest &request, QWidget *parent = nullptr);
+    ~FolderOrFilesPanel() override;
 
     // The folder shown, canonical.
     QString location() const { return current; }
@@ -63,6 +67,8 @@ private:
     void markPlace();
 
     PanelRequest request;
+    // The model doesn't own its icon provider, and its reading thread asks it until the model is gone.
+    std::unique_ptr<QAbstractFileIconProvider> icons;
     QString current;
     QStringList chosen;
     QSet<QString> loadedFolders;
