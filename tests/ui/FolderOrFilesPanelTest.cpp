@@ -5,7 +5,6 @@
 #include "ui/widgets/PanelPlaces.h"
 
 #include <QFileDialog>
-#include <QFileSystemModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -145,15 +144,18 @@ private slots:
         PanelRequest request = filesAndFolders(home.home());
         request.canChooseFiles = files;
         request.canChooseDirectories = folders;
-        QString shown;
+        bool panelShown = false;
+        bool fileDialogShown = false;
         auto met = whenModal<QDialog>([&](QDialog *dialog) {
-            shown = QString::fromLatin1(dialog->metaObject()->className());
+            panelShown = qobject_cast<FolderOrFilesPanel *>(dialog);
+            fileDialogShown = qobject_cast<QFileDialog *>(dialog);
             dialog->reject();
         });
         WidgetInteraction interaction;
         QCOMPARE(interaction.panel(request), QStringList());
         QVERIFY(*met);
-        QCOMPARE(shown, ours ? QStringLiteral("FolderOrFilesPanel") : QStringLiteral("QFileDialog"));
+        QCOMPARE(panelShown, ours);
+        QCOMPARE(fileDialogShown, !ours);
     }
 
     void hiddenFilesShowOnlyAfterControlH()
