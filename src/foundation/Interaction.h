@@ -23,9 +23,9 @@ struct AlertAccessory {
     // Everything but the preview, which is behaviour rather than content.
     bool operator==(const AlertAccessory &other) const
     {
-        return checkboxName == other.checkboxName && checkboxLabel == other.checkboxLabel &&
-               checked == other.checked && fieldName == other.fieldName && fieldText == other.fieldText &&
-               hint == other.hint && previewPrefix == other.previewPrefix;
+        return checkboxName == other.checkboxName && checkboxLabel == other.checkboxLabel && checked == other.checked &&
+               fieldName == other.fieldName && fieldText == other.fieldText && hint == other.hint &&
+               previewPrefix == other.previewPrefix;
     }
 };
 

@@ -94,8 +94,8 @@ AlertAnswer ScriptedInteraction::alertWithValues(const AlertRequest &request)
                              ? values.value(accessory->checkboxName) == QLatin1String("true")
                              : accessory->checked;
         answer.fieldText = values.value(accessory->fieldName, accessory->fieldText);
-        entry.insert(QStringLiteral("values"), QJsonObject{{accessory->checkboxName, answer.checked},
-                                                           {accessory->fieldName, answer.fieldText}});
+        entry.insert(QStringLiteral("values"),
+                     QJsonObject{{accessory->checkboxName, answer.checked}, {accessory->fieldName, answer.fieldText}});
     }
     log.append(entry);
     return answer;

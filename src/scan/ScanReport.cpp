@@ -292,8 +292,9 @@ QString ScanProgress::byteDetail() const
 {
     if (bytesTotal <= 0)
         return {};
-    QString text = QStringLiteral("%1 of %2").arg(ByteCountFormatter::format(quint64(std::max<qint64>(bytesProcessed, 0))),
-                                                  ByteCountFormatter::format(quint64(bytesTotal)));
+    QString text = QStringLiteral("%1 of %2")
+                       .arg(ByteCountFormatter::format(quint64(std::max<qint64>(bytesProcessed, 0))),
+                            ByteCountFormatter::format(quint64(bytesTotal)));
     if (!secondsLeft)
         return text;
     const qint64 left = *secondsLeft;

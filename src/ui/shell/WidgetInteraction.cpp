@@ -1,4 +1,6 @@
 #include "ui/shell/WidgetInteraction.h"
+#include "ui/widgets/AccessoryAlert.h"
+#include "ui/widgets/FolderOrFilesPanel.h"
 
 #include <QFileDialog>
 #include <QMessageBox>
@@ -8,7 +10,7 @@ int WidgetInteraction::alert(const AlertRequest &request)
 {
     // A confirmation must be answered before the flow goes on, so this one waits.
     QMessageBox box(parent);
-    box.setIcon(QMessageBox::Warning);
+    box.setIcon(request.style == AlertRequest::Style::warning ? QMessageBox::Warning : QMessageBox::Information);
     box.setText(request.message);
     box.setInformativeText(request.informativeText);
     QList<QAbstractButton *> buttons;
@@ -23,8 +25,22 @@ int WidgetInteraction::alert(const AlertRequest &request)
     return index >= 0 ? int(index) : int(buttons.size()) - 1;
 }
 
+AlertAnswer WidgetInteraction::alertWithValues(const AlertRequest &request)
+{
+    if (!request.accessory)
+        return Interaction::alertWithValues(request);
+    AccessoryAlert box(request, parent);
+    box.exec();
+    return box.answer();
+}
+
 QStringList WidgetInteraction::panel(const PanelRequest &request)
 {
+    if (request.choosesFilesAndFolders()) {
+        // QFileDialog picks files or folders, never both at once.
+        FolderOrFilesPanel chooser(request, parent);
+        return chooser.exec() == QDialog::Accepted ? chooser.chosenPaths() : QStringList();
+    }
     QFileDialog dialog(parent, request.title, request.directory);
     dialog.setLabelText(QFileDialog::Accept, request.prompt.isEmpty() ? QStringLiteral("Choose") : request.prompt);
     if (request.mode == PanelRequest::Mode::save) {

@@ -11,6 +11,7 @@ public:
     void setParentWindow(QWidget *window) { parent = window; }
 
     int alert(const AlertRequest &request) override;
+    AlertAnswer alertWithValues(const AlertRequest &request) override;
     QStringList panel(const PanelRequest &request) override;
 
 private:
