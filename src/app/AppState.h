@@ -119,6 +119,8 @@ public:
     void showFailure(const QString &message) { showFailure(message, {}); }
     void showSuccess(const QString &message) override;
     void recordDetail(const QString &key, const QJsonValue &value) override { details.insert(key, value); }
+    bool keepsDetails() const override { return detailsWanted; }
+    void setKeepsDetails(bool keep) { detailsWanted = keep; }
     // Every detail recorded this run, by key.
     const QJsonObject &runDetails() const { return details; }
     // The last status check or installation of the Quick Actions.
@@ -226,6 +228,7 @@ private:
     bool integrityDismissed = false;
     std::optional<PackBanner> banner;
     QJsonObject details;
+    bool detailsWanted = false;
     std::optional<QString> firstLaunch;
     WorkflowInstaller::Status installer = WorkflowInstaller::idle{};
 

@@ -139,7 +139,9 @@ public:
                 const QString amount = progress->total > 0
                                            ? QStringLiteral(" %1 of %2").arg(progress->processed).arg(progress->total)
                                            : QString();
-                this->err << "\r\x1b[K" << progress->title << amount << "…";
+                const QString bytes = progress->byteDetail();
+                this->err << "\r\x1b[K" << progress->title << amount << "…"
+                          << (bytes.isEmpty() ? QString() : QStringLiteral(" (") + bytes + QLatin1Char(')'));
                 this->err.flush();
                 shown = true;
             }
@@ -319,6 +321,7 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
 
     Defaults defaults(Paths::defaultsFile());
     AppState state(defaults, interaction);
+    state.setKeepsDetails(options->json);
     if (options->threshold) {
         const QString id = workflowIDOf(*options);
         if (!state.scanState().useThresholdForThisRun(id, *options->threshold)) {

@@ -22,6 +22,8 @@ public:
     // What a run worked out or did beyond its report and banner (a transfer's plan), under a key of its
     // own, for a script's --json to carry.
     virtual void recordDetail(const QString &key, const QJsonValue &value) = 0;
+    // Whether anyone reads the details: a plan of a hundred thousand files is not written out for nothing.
+    virtual bool keepsDetails() const = 0;
 
 protected:
     SessionHost() = default;

@@ -35,7 +35,7 @@ expect("a tree that keeps the table was refused:\n${text}" rc EQUAL 0)
 set(broken "${WORK_DIR}/broken")
 file(COPY "${clean}/" DESTINATION "${broken}")
 file(WRITE "${broken}/metadata/sheets/Bad.cpp" "#include \"app/AppState.h\"\n")
-file(WRITE "${broken}/transfer/stitch/Bad.cpp" "  #  include \"metadata/Category.h\"\n")
+file(WRITE "${broken}/transfer/stitch/Bad.cpp" "  #  include \"app/AppState.h\"\n")
 file(WRITE "${broken}/ui/pages/Bad.cpp" "#include \"cli/HeadlessRun.h\"\n")
 file(WRITE "${broken}/scan/Bad.h" "#include <QtWidgets/QLabel>\n")
 file(WRITE "${broken}/app/Bad.cpp" "#include <QWidget>\n")
@@ -44,7 +44,7 @@ run_rules("${RULES}" "${broken}" rc text)
 expect("a tree that breaks the table was accepted:\n${text}" NOT rc EQUAL 0)
 foreach(entry
     "src/metadata/sheets/Bad.cpp: app/AppState.h"
-    "src/transfer/stitch/Bad.cpp: metadata/Category.h"
+    "src/transfer/stitch/Bad.cpp: app/AppState.h"
     "src/ui/pages/Bad.cpp: cli/HeadlessRun.h"
     "src/scan/Bad.h: QtWidgets/QLabel"
     "src/app/Bad.cpp: QWidget"

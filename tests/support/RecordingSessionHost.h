@@ -28,6 +28,7 @@ public:
     void showFailure(const QString &message, const QList<ItemFailure> &failures) override;
     void showSuccess(const QString &message) override;
     void recordDetail(const QString &key, const QJsonValue &value) override { recorded.insert(key, value); }
+    bool keepsDetails() const override { return true; }
     const QJsonObject &details() const { return recorded; }
 
     const QList<Banner> &banners() const { return shown; }

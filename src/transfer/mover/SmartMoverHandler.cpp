@@ -54,13 +54,12 @@ ScanState::Result next(std::function<void()> then)
 void finishWithReport(const Shared &run, const SourceAnnotator::Summary &summary, ScanState::Result &out)
 {
     out.report = SmartMoverHandler::report(*run->result, run->options, summary);
-    SessionHost *host = run->host;
-    const QStringList errors = summary.errors;
-    out.then = [host, errors] {
-        if (!errors.isEmpty())
-            host->showFailure(SmartMoverHandler::errorsMessage(errors), {});
+    // On the main thread, once the report is on show.
+    out.then = [run, summary] {
+        run->host->recordDetail(QStringLiteral("annotation"), SourceAnnotator::toJson(summary));
+        if (!summary.errors.isEmpty())
+            run->host->showFailure(SmartMoverHandler::errorsMessage(summary.errors), {});
     };
-    host->recordDetail(QStringLiteral("annotation"), SourceAnnotator::toJson(summary));
 }
 
 void annotate(const Shared &run)
@@ -117,14 +116,21 @@ void copy(const Shared &run)
             if (result.wasCancelled || stop.stop_requested())
                 return std::nullopt;
             run->result = std::move(result);
-            QJsonArray items;
-            for (const ResolvedItem &item : run->result->items)
-                items.append(toJson(item));
-            run->host->recordDetail(QStringLiteral("transfer"),
-                                    QJsonObject{{QStringLiteral("conflictPolicy"), toString(*run->policy)},
-                                                {QStringLiteral("items"), items},
-                                                {QStringLiteral("wasCancelled"), run->result->wasCancelled}});
-            return next([run] { askWhatNext(run); });
+            // Written out here, off the main thread, but recorded there.
+            QJsonObject detail;
+            if (run->host->keepsDetails()) {
+                QJsonArray items;
+                for (const ResolvedItem &item : run->result->items)
+                    items.append(toJson(item));
+                detail = {{QStringLiteral("conflictPolicy"), toString(*run->policy)},
+                          {QStringLiteral("items"), items},
+                          {QStringLiteral("wasCancelled"), run->result->wasCancelled}};
+            }
+            return next([run, detail] {
+                if (!detail.isEmpty())
+                    run->host->recordDetail(QStringLiteral("transfer"), detail);
+                askWhatNext(run);
+            });
         });
 }
 
@@ -173,8 +179,12 @@ void run(const QStringList &sources, SessionHost &host, ScanState &scans)
             state->plan = TransferPlanner::plan(sources, destination, Volumes::facts, stop);
             if (stop.stop_requested())
                 return std::nullopt;
-            state->host->recordDetail(QStringLiteral("plan"), toJson(state->plan));
-            return next([state] { decide(state); });
+            const QJsonObject detail = state->host->keepsDetails() ? toJson(state->plan) : QJsonObject();
+            return next([state, detail] {
+                if (!detail.isEmpty())
+                    state->host->recordDetail(QStringLiteral("plan"), detail);
+                decide(state);
+            });
         });
 }
 

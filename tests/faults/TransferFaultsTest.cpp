@@ -1,0 +1,109 @@
+// A transfer on a disk that fills, into a folder nobody may write, and with an original the Trash
+// can't take: each file ends as an outcome with the system's words, nothing cut short carries a
+// final name, and no original is lost.
+#include "AppTestEnvironment.h"
+#include "FaultSupport.h"
+#include "RecordingSessionHost.h"
+#include "TreeSnapshot.h"
+#include "transfer/engine/TransferPlanner.h"
+#include "transfer/engine/TransferRunner.h"
+#include "transfer/mover/SourceAnnotator.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+using namespace TransferEngine;
+
+TEST(TransferFaults, AFullDiskFailsTheFileThatDoesNotFitAndKeepsTheOthersWhole)
+{
+    if (const auto reason = Faults::tmpfsUnavailable())
+        GTEST_SKIP() << reason->toStdString();
+    AppTestEnvironment env;
+    env.makeFile(QStringLiteral("src/bag/small.txt"), QByteArray(4096, 's'));
+    env.makeFile(QStringLiteral("src/bag/big.bin"), QByteArray(3 << 20, 'b'));
+    env.makeFile(QStringLiteral("src/bag/tail.txt"), "tail");
+    const auto source = treeSnapshot(env.path(QStringLiteral("src")));
+    const Faults::TinyDisk disk(env.path(QStringLiteral("Stick")), 1 << 20);
+    ASSERT_TRUE(disk.mounted());
+
+    const Plan plan = TransferPlanner::plan({env.path(QStringLiteral("src/bag"))}, disk.path());
+    EXPECT_TRUE(plan.safetyIssues.contains(SafetyIssue::destinationVolumeAlmostFull));
+    EXPECT_TRUE(plan.blockingIssues().isEmpty());
+    const Result result = TransferRunner::execute(plan, skip{});
+
+    ASSERT_EQ(result.items.size(), 3);
+    int failures = 0;
+    for (const ResolvedItem &item : result.items) {
+        if (const auto *f = std::get_if<failed>(&item.outcome)) {
+            ++failures;
+            EXPECT_TRUE(item.source.endsWith(QStringLiteral("big.bin")));
+            EXPECT_EQ(f->error, QStringLiteral("No space left on device"));
+        }
+    }
+    EXPECT_EQ(failures, 1);
+    EXPECT_FALSE(QFile::exists(disk.path() + QStringLiteral("/bag/big.bin"))) << "a cut-short copy has no name";
+    const auto copies = treeSnapshot(disk.path() + QStringLiteral("/bag"));
+    EXPECT_EQ(copies.keys(), (QStringList{"/small.txt", "/tail.txt"}));
+    for (auto it = copies.cbegin(); it != copies.cend(); ++it)
+        EXPECT_EQ(it.value(), source.value(QStringLiteral("/bag") + it.key()));
+    EXPECT_EQ(treeSnapshot(env.path(QStringLiteral("src"))), source);
+}
+
+TEST(TransferFaults, AnImmutableDestinationIsRefusedBeforeAnythingIsWritten)
+{
+    AppTestEnvironment env;
+    env.makeFile(QStringLiteral("src/a.txt"), "a");
+    const QString dest = env.makeFolder(QStringLiteral("locked"));
+    const Faults::Immutable locked(dest);
+    if (!locked.applied())
+        GTEST_SKIP() << "chattr +i isn't available here";
+    const Plan plan = TransferPlanner::plan({env.path(QStringLiteral("src/a.txt"))}, dest);
+    EXPECT_EQ(plan.blockingIssues(), QList<SafetyIssue>{SafetyIssue::destinationUnwritable});
+}
+
+TEST(TransferFaults, AnOriginalTheTrashRefusesStaysAndSaysWhy)
+{
+    AppTestEnvironment env;
+    const QString kept = env.makeFile(QStringLiteral("src/kept.txt"), "k");
+    const QString gone = env.makeFile(QStringLiteral("src/gone.txt"), "g");
+    Result result;
+    result.plan.destinationRoot = env.makeFolder(QStringLiteral("dest"));
+    result.items = {{kept, copied{result.plan.destinationRoot + QStringLiteral("/kept.txt")}},
+                    {gone, copied{result.plan.destinationRoot + QStringLiteral("/gone.txt")}}};
+    const Faults::Immutable locked(kept);
+    if (!locked.applied())
+        GTEST_SKIP() << "chattr +i isn't available here";
+    const SourceAnnotator::Summary summary =
+        SourceAnnotator::apply({false, true, false, SourceAnnotator::defaultFormat()}, result);
+    EXPECT_EQ(summary.deleted, 1);
+    ASSERT_EQ(summary.errors.size(), 1);
+    EXPECT_TRUE(summary.errors.first().startsWith(QStringLiteral("kept.txt: move-to-Trash failed (")))
+        << summary.errors.first().toStdString();
+    EXPECT_TRUE(summary.errors.first().contains(QStringLiteral("not permitted"), Qt::CaseInsensitive))
+        << summary.errors.first().toStdString();
+    EXPECT_TRUE(QFile::exists(kept));
+    EXPECT_FALSE(QFile::exists(gone));
+}
+
+TEST(TransferFaults, ACommentARefusingFileCantTakeIsCountedAndTheRunGoesOn)
+{
+    AppTestEnvironment env;
+    const QString locked = env.makeFile(QStringLiteral("src/locked.txt"), "l");
+    const QString open = env.makeFile(QStringLiteral("src/open.txt"), "o");
+    Result result;
+    result.plan.destinationRoot = env.makeFolder(QStringLiteral("dest"));
+    result.items = {{locked, copied{result.plan.destinationRoot + QStringLiteral("/locked.txt")}},
+                    {open, copied{result.plan.destinationRoot + QStringLiteral("/open.txt")}}};
+    const Faults::Immutable immutable(locked);
+    if (!immutable.applied())
+        GTEST_SKIP() << "chattr +i isn't available here";
+    const SourceAnnotator::Summary summary =
+        SourceAnnotator::apply({true, false, false, SourceAnnotator::defaultFormat()}, result);
+    EXPECT_EQ(summary.annotated, 1);
+    EXPECT_FALSE(summary.permissionDenied);
+    ASSERT_EQ(summary.errors.size(), 1);
+    EXPECT_TRUE(summary.errors.first().startsWith(QStringLiteral("locked.txt: comment write failed (")))
+        << summary.errors.first().toStdString();
+}
