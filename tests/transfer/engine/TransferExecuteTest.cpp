@@ -88,18 +88,18 @@ TEST_P(RunnerConflicts, TheDiskAtRunTimeDecides)
 
 INSTANTIATE_TEST_SUITE_P(
     Policies, RunnerConflicts,
-    testing::Values(
-        RaceCase{"AConflictGoneBeforeTheRunIsCopied", renameWithSuffix{" -copy"}, true, false,
-                 copied{"report.pdf"}, "new"},
-        RaceCase{"ANameTakenAfterPlanningIsRenamed", renameWithSuffix{" -copy"}, false, true,
-                 renamed{"report -copy.pdf"}, "old"},
-        RaceCase{"ANameTakenAfterPlanningIsSkipped", skip{}, false, true,
-                 skipped{"Already exists at destination"}, "old"},
-        RaceCase{"SkipGivesItsReason", skip{}, true, true, skipped{"Already exists at destination"}, "old"},
-        RaceCase{"OverwriteReplaces", overwrite{}, true, true, overwrote{"report.pdf"}, "new"},
-        RaceCase{"OverwriteOfANameTakenAfterPlanning", overwrite{}, false, true, overwrote{"report.pdf"}, "new"},
-        RaceCase{"RenameNeverWritesNumberOne", renameWithSuffix{" -copy"}, true, true,
-                 renamed{"report -copy.pdf"}, "old"}),
+    testing::Values(RaceCase{"AConflictGoneBeforeTheRunIsCopied", renameWithSuffix{" -copy"}, true, false,
+                             copied{"report.pdf"}, "new"},
+                    RaceCase{"ANameTakenAfterPlanningIsRenamed", renameWithSuffix{" -copy"}, false, true,
+                             renamed{"report -copy.pdf"}, "old"},
+                    RaceCase{"ANameTakenAfterPlanningIsSkipped", skip{}, false, true,
+                             skipped{"Already exists at destination"}, "old"},
+                    RaceCase{"SkipGivesItsReason", skip{}, true, true, skipped{"Already exists at destination"}, "old"},
+                    RaceCase{"OverwriteReplaces", overwrite{}, true, true, overwrote{"report.pdf"}, "new"},
+                    RaceCase{"OverwriteOfANameTakenAfterPlanning", overwrite{}, false, true, overwrote{"report.pdf"},
+                             "new"},
+                    RaceCase{"RenameNeverWritesNumberOne", renameWithSuffix{" -copy"}, true, true,
+                             renamed{"report -copy.pdf"}, "old"}),
     [](const testing::TestParamInfo<RaceCase> &info) { return std::string(info.param.name); });
 
 TEST(Runner, AFileWhereAFolderGoesFailsThatItemAndGoesOn)
@@ -114,7 +114,8 @@ TEST(Runner, AFileWhereAFolderGoesFailsThatItemAndGoesOn)
     ASSERT_EQ(result.items.size(), 2);
     const auto *failure = std::get_if<failed>(&result.items[0].outcome);
     ASSERT_NE(failure, nullptr);
-    EXPECT_TRUE(failure->error.startsWith(QStringLiteral("Couldn't create destination folder: "))) << failure->error.toStdString();
+    EXPECT_TRUE(failure->error.startsWith(QStringLiteral("Couldn't create destination folder: ")))
+        << failure->error.toStdString();
     EXPECT_EQ(result.items[1].outcome, ItemOutcome(copied{dest + QStringLiteral("/loose.txt")}));
     EXPECT_EQ(result.copiedCount(), 1);
     EXPECT_EQ(result.failedCount(), 1);

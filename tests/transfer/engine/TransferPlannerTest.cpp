@@ -59,15 +59,14 @@ TEST_P(PlannerLoop, RefusesOnlyADestinationInsideASource)
     EXPECT_EQ(plan.safetyIssues.contains(SafetyIssue::sourceContainsDestination), c.loops);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Paths, PlannerLoop,
-    testing::Values(LoopCase{"TheSourceItself", "a/b", "a/b", "", "", true},
-                    LoopCase{"InsideTheSource", "a/b", "a/b/inner", "", "", true},
-                    LoopCase{"ABesideNameThatBeginsTheSame", "a/b", "a/bc", "", "", false},
-                    LoopCase{"ThroughALinkIntoTheSource", "a/b", "via", "via", "a/b", true},
-                    LoopCase{"ASourceThatIsALinkToAParent", "up", "a/b", "up", "a", true},
-                    LoopCase{"Elsewhere", "a/b", "other", "", "", false}),
-    [](const testing::TestParamInfo<LoopCase> &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Paths, PlannerLoop,
+                         testing::Values(LoopCase{"TheSourceItself", "a/b", "a/b", "", "", true},
+                                         LoopCase{"InsideTheSource", "a/b", "a/b/inner", "", "", true},
+                                         LoopCase{"ABesideNameThatBeginsTheSame", "a/b", "a/bc", "", "", false},
+                                         LoopCase{"ThroughALinkIntoTheSource", "a/b", "via", "via", "a/b", true},
+                                         LoopCase{"ASourceThatIsALinkToAParent", "up", "a/b", "up", "a", true},
+                                         LoopCase{"Elsewhere", "a/b", "other", "", "", false}),
+                         [](const testing::TestParamInfo<LoopCase> &info) { return std::string(info.param.name); });
 
 namespace {
 
@@ -104,14 +103,13 @@ TEST_P(PlannerNearlyFull, WarnsWhenLessThanATenthWouldBeLeft)
     EXPECT_TRUE(plan.blockingIssues().isEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Space, PlannerNearlyFull,
-    testing::Values(FullCase{"JustUnderATenthSpare", 1000, 1099, true},
-                    FullCase{"ExactlyATenthSpareIsEnough", 1000, 1100, false},
-                    FullCase{"UnknownSpaceNeverWarns", 1000, 0, false},
-                    FullCase{"LessSpaceThanFiles", 1000, 10, true},
-                    FullCase{"NoBytesNeverWarn", 0, 10, false}),
-    [](const testing::TestParamInfo<FullCase> &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Space, PlannerNearlyFull,
+                         testing::Values(FullCase{"JustUnderATenthSpare", 1000, 1099, true},
+                                         FullCase{"ExactlyATenthSpareIsEnough", 1000, 1100, false},
+                                         FullCase{"UnknownSpaceNeverWarns", 1000, 0, false},
+                                         FullCase{"LessSpaceThanFiles", 1000, 10, true},
+                                         FullCase{"NoBytesNeverWarn", 0, 10, false}),
+                         [](const testing::TestParamInfo<FullCase> &info) { return std::string(info.param.name); });
 
 namespace {
 
@@ -199,14 +197,14 @@ TEST(Planner, ListsTheNamesAlreadyTakenAndIssuesInTheirOrder)
     env.makeFile(QStringLiteral("src/b.txt"), "b");
     env.makeFile(QStringLiteral("src/dest/b.txt"), "old");
     const auto unwritable = [](const QString &) { return Volumes::Facts{}; };
-    const Plan plan = TransferPlanner::plan({env.path(QStringLiteral("src"))}, env.path(QStringLiteral("src/dest")),
-                                            unwritable);
+    const Plan plan =
+        TransferPlanner::plan({env.path(QStringLiteral("src"))}, env.path(QStringLiteral("src/dest")), unwritable);
     EXPECT_EQ(plan.safetyIssues,
               (QList<SafetyIssue>{SafetyIssue::sourceContainsDestination, SafetyIssue::destinationUnwritable}));
     ASSERT_EQ(plan.conflicts.size(), 0); // the source's own dest/b.txt arrives at dest/src/dest/b.txt
 
-    const Plan beside = TransferPlanner::plan({env.path(QStringLiteral("src/b.txt"))},
-                                              env.path(QStringLiteral("src/dest")), roomy);
+    const Plan beside =
+        TransferPlanner::plan({env.path(QStringLiteral("src/b.txt"))}, env.path(QStringLiteral("src/dest")), roomy);
     ASSERT_EQ(beside.conflicts.size(), 1);
     EXPECT_TRUE(beside.items.first().conflictsAtPlanTime);
     EXPECT_EQ(beside.conflicts.first(), beside.items.first());
