@@ -100,7 +100,9 @@ void InstanceServer::accept()
             buffer->clear();
             socket->write("ok\n");
             socket->flush();
-            emit urlsReceived(urls);
+            // Handed on from the event loop, not from inside this socket's handler: a receiver may open
+            // a modal panel, in whose loop the client hangs up and the socket is deleted under us.
+            QMetaObject::invokeMethod(this, [this, urls] { emit urlsReceived(urls); }, Qt::QueuedConnection);
         });
     }
 }

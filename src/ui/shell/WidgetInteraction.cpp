@@ -2,6 +2,7 @@
 #include "ui/widgets/AccessoryAlert.h"
 #include "ui/widgets/FolderOrFilesPanel.h"
 
+#include <QDir>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QPushButton>
@@ -41,7 +42,8 @@ QStringList WidgetInteraction::panel(const PanelRequest &request)
         FolderOrFilesPanel chooser(request, parent);
         return chooser.exec() == QDialog::Accepted ? chooser.chosenPaths() : QStringList();
     }
-    QFileDialog dialog(parent, request.title, request.directory);
+    // Started from a file manager, the working folder is anywhere; the home folder is where people look.
+    QFileDialog dialog(parent, request.title, request.directory.isEmpty() ? QDir::homePath() : request.directory);
     dialog.setLabelText(QFileDialog::Accept, request.prompt.isEmpty() ? QStringLiteral("Choose") : request.prompt);
     if (request.mode == PanelRequest::Mode::save) {
         dialog.setAcceptMode(QFileDialog::AcceptSave);
