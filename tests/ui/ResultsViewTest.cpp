@@ -86,6 +86,20 @@ private slots:
         QCOMPARE(view.thresholdPicker()->itemText(view.thresholdPicker()->count() - 1), QStringLiteral("1 GB"));
     }
 
+    void aTransferReportWithAnEmptyGroupListListsItsRows()
+    {
+        AppTestEnvironment env;
+        auto state = env.makeAppState();
+        ScanReport copied = sampleReport(ScanReport::Kind::transferCopy, false);
+        for (ScanItem &item : copied.items)
+            item.groupID.reset();
+        copied.groups = QList<ScanGroup>{};
+        state->presentReport(copied);
+        WorkflowResultsView view(state->scanState(), env.interaction());
+        QCOMPARE(view.itemsTree()->topLevelItemCount(), 3);
+        QCOMPARE(view.itemsTree()->topLevelItem(1)->text(0), QStringLiteral("/tmp/b1"));
+    }
+
     void anEmptyReportSaysSo()
     {
         AppTestEnvironment env;

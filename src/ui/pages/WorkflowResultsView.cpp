@@ -228,7 +228,8 @@ void WorkflowResultsView::fillItems(const ScanReport &report)
         }
         return shown;
     };
-    if (report.groups) {
+    // A report may carry an empty group list (a transfer's); its rows then stand on their own.
+    if (report.groups && !report.groups->isEmpty()) {
         tree->setRootIsDecorated(true);
         for (const ScanGroup &group : *report.groups) {
             auto *header = new QTreeWidgetItem({group.label});
