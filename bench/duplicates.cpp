@@ -7,6 +7,7 @@
 // SCALE (default 1) multiplies the file counts: 100,000 small files with 10% copies; 2,000 files of 1–20 MB
 // with 20% copies; 50,000 files of one size that differ only at their end. The page cache is dropped
 // before each run when the bench may do so (as root), so every tool reads from the disk alike.
+#include "Launcher.h"
 #include "Peers.h"
 
 #include <QCoreApplication>
@@ -39,134 +40,6 @@ namespace {
 
 using Group = std::set<QString>;
 using Groups = std::set<Group>;
-
-struct Measure {
-    double seconds = 0;
-    long peakKiB = 0;
-    int status = -1;
-};
-
-// Starts every measured program. It is forked before the bench allocates anything, because a child
-// starts with its parent's resident memory and the kernel counts that towards the child's peak: forked
-// from the bench after a corpus was built, even `true` would seem to need tens of megabytes.
-class Launcher {
-public:
-    Launcher()
-    {
-        int requests[2];
-        int replies[2];
-        if (::pipe(requests) != 0 || ::pipe(replies) != 0)
-            std::abort();
-        child = fork();
-        if (child == 0) {
-            ::close(requests[1]);
-            ::close(replies[0]);
-            serve(requests[0], replies[1]);
-            _exit(0);
-        }
-        ::close(requests[0]);
-        ::close(replies[1]);
-        toLauncher = requests[1];
-        fromLauncher = replies[0];
-    }
-
-    ~Launcher()
-    {
-        ::close(toLauncher);
-        ::close(fromLauncher);
-        ::waitpid(child, nullptr, 0);
-    }
-
-    // Runs a program with its standard output in `output`, and reports its wall time and its peak memory.
-    Measure run(const QStringList &command, const QString &output, const QString &workingFolder) const
-    {
-        QByteArray request = QFile::encodeName(workingFolder) + '\0' + QFile::encodeName(output) + '\0';
-        for (const QString &word : command)
-            request += word.toLocal8Bit() + '\0';
-        const quint32 size = quint32(request.size());
-        Measure result;
-        if (!writeAll(toLauncher, &size, sizeof size) || !writeAll(toLauncher, request.constData(), size) ||
-            !readAll(fromLauncher, &result, sizeof result))
-            std::abort();
-        return result;
-    }
-
-private:
-    static bool writeAll(int fd, const void *data, size_t size)
-    {
-        const auto *bytes = static_cast<const char *>(data);
-        while (size > 0) {
-            const ssize_t done = ::write(fd, bytes, size);
-            if (done <= 0)
-                return false;
-            bytes += done;
-            size -= size_t(done);
-        }
-        return true;
-    }
-
-    static bool readAll(int fd, void *data, size_t size)
-    {
-        auto *bytes = static_cast<char *>(data);
-        while (size > 0) {
-            const ssize_t done = ::read(fd, bytes, size);
-            if (done <= 0)
-                return false;
-            bytes += done;
-            size -= size_t(done);
-        }
-        return true;
-    }
-
-    // The launcher's loop: plain system calls and one fixed buffer, so that it stays a few pages.
-    static void serve(int requests, int replies)
-    {
-        static char buffer[1 << 16];
-        quint32 size = 0;
-        while (readAll(requests, &size, sizeof size)) {
-            if (size >= sizeof buffer || !readAll(requests, buffer, size))
-                return;
-            char *words[64];
-            int count = 0;
-            for (quint32 at = 0; at < size && count < 63; at += quint32(std::strlen(buffer + at)) + 1)
-                words[count++] = buffer + at;
-            words[count] = nullptr;
-            timespec start{};
-            timespec end{};
-            clock_gettime(CLOCK_MONOTONIC, &start);
-            const pid_t program = fork();
-            if (program == 0) {
-                const int out = ::open(words[1], O_WRONLY | O_CREAT | O_TRUNC, 0644);
-                const int null = ::open("/dev/null", O_WRONLY);
-                if (out < 0 || null < 0 || ::chdir(words[0]) != 0)
-                    _exit(126);
-                ::dup2(out, STDOUT_FILENO);
-                ::dup2(null, STDERR_FILENO);
-                execvp(words[2], words + 2);
-                _exit(127);
-            }
-            int status = 0;
-            rusage usage{};
-            wait4(program, &status, 0, &usage);
-            clock_gettime(CLOCK_MONOTONIC, &end);
-            const Measure result{double(end.tv_sec - start.tv_sec) + double(end.tv_nsec - start.tv_nsec) / 1e9,
-                                 usage.ru_maxrss, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
-            if (!writeAll(replies, &result, sizeof result))
-                return;
-        }
-    }
-
-    pid_t child = -1;
-    int toLauncher = -1;
-    int fromLauncher = -1;
-};
-
-bool dropCaches()
-{
-    ::sync();
-    QFile control(QStringLiteral("/proc/sys/vm/drop_caches"));
-    return control.open(QIODevice::WriteOnly) && control.write("3\n") == 2;
-}
 
 class Corpus {
 public:
@@ -467,7 +340,8 @@ int main(int argc, char *argv[])
             if (cold)
                 dropCaches();
             const QString output = scratch + QStringLiteral("/stdout");
-            const Measure run = launcher.run(tool.command(vantrel, corpus.folder(), scratch), output, scratch);
+            const Measure run = launcher.run(tool.command(vantrel, corpus.folder(), scratch), {}, output,
+                                             QStringLiteral("/dev/null"), scratch);
             const Groups found = run.status == 0 ? tool.parse(output, scratch) : Groups{};
             const bool isOurs = tool.name == QLatin1String("vantrel");
             // A time is only worth comparing for a run that ended well and found what was built.
