@@ -1,6 +1,7 @@
 #include "transfer/engine/TransferPlanner.h"
 #include "transfer/engine/TransferRunner.h"
 
+#include "RoomyVolume.h"
 #include "TestEnvironment.h"
 
 #include <QDir>
@@ -17,14 +18,6 @@
 using namespace TransferEngine;
 
 namespace {
-
-Volumes::Facts roomy(const QString &)
-{
-    Volumes::Facts facts;
-    facts.availableBytes = qint64(1) << 40;
-    facts.writable = true;
-    return facts;
-}
 
 QByteArray contents(const QString &path)
 {
@@ -71,7 +64,7 @@ TEST_P(RunnerConflicts, TheDiskAtRunTimeDecides)
     const QString dest = env.makeFolder(QStringLiteral("dest"));
     if (c.existsAtPlan)
         env.makeFile(QStringLiteral("dest/report.pdf"), "old");
-    const Plan plan = TransferPlanner::plan({source}, dest, roomy);
+    const Plan plan = TransferPlanner::plan({source}, dest, roomyVolume);
     ASSERT_EQ(plan.conflicts.size(), c.existsAtPlan ? 1 : 0);
     if (c.existsAtPlan && !c.existsAtRun)
         QFile::remove(dest + QStringLiteral("/report.pdf"));
@@ -109,7 +102,7 @@ TEST(Runner, AFileWhereAFolderGoesFailsThatItemAndGoesOn)
     const QString loose = env.makeFile(QStringLiteral("src/loose.txt"), "l");
     const QString dest = env.makeFolder(QStringLiteral("dest"));
     env.makeFile(QStringLiteral("dest/photos"), "a file in the way");
-    const Plan plan = TransferPlanner::plan({env.path(QStringLiteral("src/photos")), loose}, dest, roomy);
+    const Plan plan = TransferPlanner::plan({env.path(QStringLiteral("src/photos")), loose}, dest, roomyVolume);
     const Result result = TransferRunner::execute(plan, renameWithSuffix{" -copy"});
     ASSERT_EQ(result.items.size(), 2);
     const auto *failure = std::get_if<failed>(&result.items[0].outcome);
@@ -133,7 +126,7 @@ TEST(Runner, CarriesModeDatesAndUserAttributes)
     ASSERT_EQ(::utimes(sourceBytes.constData(), times), 0);
 
     const QString dest = env.makeFolder(QStringLiteral("dest"));
-    const Result result = TransferRunner::execute(TransferPlanner::plan({source}, dest, roomy), skip{});
+    const Result result = TransferRunner::execute(TransferPlanner::plan({source}, dest, roomyVolume), skip{});
     const QByteArray copy = QFile::encodeName(dest + QStringLiteral("/tagged.txt"));
     struct stat status {};
     ASSERT_EQ(::stat(copy.constData(), &status), 0);
@@ -150,7 +143,8 @@ TEST(Runner, ReportsAboutSixtyTimesAndAlwaysTheLast)
     TestEnvironment env;
     for (int i = 0; i < 125; ++i)
         env.makeFile(QStringLiteral("src/many/f%1").arg(i), "x");
-    const Plan plan = TransferPlanner::plan({env.path(QStringLiteral("src/many"))}, env.makeFolder("dest"), roomy);
+    const Plan plan =
+        TransferPlanner::plan({env.path(QStringLiteral("src/many"))}, env.makeFolder("dest"), roomyVolume);
     QSet<int> reported;
     QString lastTitle;
     const Result result = TransferRunner::execute(plan, skip{}, [&](const ScanProgress &progress) {
@@ -175,8 +169,8 @@ TEST(Runner, ACancelBeforeTheRunWritesNothing)
     const QString dest = env.makeFolder(QStringLiteral("dest"));
     std::stop_source stop;
     stop.request_stop();
-    const Result result = TransferRunner::execute(TransferPlanner::plan({env.path(QStringLiteral("src"))}, dest, roomy),
-                                                  skip{}, {}, stop.get_token());
+    const Result result = TransferRunner::execute(
+        TransferPlanner::plan({env.path(QStringLiteral("src"))}, dest, roomyVolume), skip{}, {}, stop.get_token());
     EXPECT_TRUE(result.wasCancelled);
     EXPECT_TRUE(result.items.isEmpty());
     EXPECT_TRUE(QDir(dest).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
@@ -191,7 +185,7 @@ TEST(Runner, CopiesAPackageWholeAndALinkAsALink)
     const QString dest = env.makeFolder(QStringLiteral("dest"));
     const Result result = TransferRunner::execute(
         TransferPlanner::plan({env.path(QStringLiteral("src/Tool.app")), env.path(QStringLiteral("src/link.txt"))},
-                              dest, roomy),
+                              dest, roomyVolume),
         skip{});
     EXPECT_EQ(result.copiedCount(), 2);
     EXPECT_EQ(contents(dest + QStringLiteral("/Tool.app/Contents/Info.plist")), "plist");

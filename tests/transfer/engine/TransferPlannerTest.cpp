@@ -1,5 +1,6 @@
 #include "transfer/engine/TransferPlanner.h"
 
+#include "RoomyVolume.h"
 #include "TestEnvironment.h"
 
 #include <QFile>
@@ -9,14 +10,6 @@
 using namespace TransferEngine;
 
 namespace {
-
-Volumes::Facts roomy(const QString &)
-{
-    Volumes::Facts facts;
-    facts.availableBytes = qint64(1) << 40;
-    facts.writable = true;
-    return facts;
-}
 
 QStringList destinations(const Plan &plan, const QString &root)
 {
@@ -55,7 +48,7 @@ TEST_P(PlannerLoop, RefusesOnlyADestinationInsideASource)
         ASSERT_TRUE(QFile::link(env.path(QString::fromUtf8(c.linkTo)), env.path(QString::fromUtf8(c.linkFrom))));
     }
     const Plan plan = TransferPlanner::plan({env.path(QString::fromUtf8(c.source))},
-                                            env.path(QString::fromUtf8(c.destination)), roomy);
+                                            env.path(QString::fromUtf8(c.destination)), roomyVolume);
     EXPECT_EQ(plan.safetyIssues.contains(SafetyIssue::sourceContainsDestination), c.loops);
 }
 
@@ -135,7 +128,7 @@ TEST_P(PlannerShapes, PlansWhatArrivesWhere)
     TestEnvironment env;
     const QStringList selection = GetParam().make(env);
     const QString dest = env.makeFolder(QStringLiteral("dest"));
-    const Plan plan = TransferPlanner::plan(selection, dest, roomy);
+    const Plan plan = TransferPlanner::plan(selection, dest, roomyVolume);
     EXPECT_EQ(destinations(plan, dest), GetParam().expected);
     EXPECT_EQ(plan.totalSizeBytes, GetParam().totalBytes);
     EXPECT_EQ(plan.topLevelItemCount, selection.size());
@@ -203,8 +196,8 @@ TEST(Planner, ListsTheNamesAlreadyTakenAndIssuesInTheirOrder)
               (QList<SafetyIssue>{SafetyIssue::sourceContainsDestination, SafetyIssue::destinationUnwritable}));
     ASSERT_EQ(plan.conflicts.size(), 0); // the source's own dest/b.txt arrives at dest/src/dest/b.txt
 
-    const Plan beside =
-        TransferPlanner::plan({env.path(QStringLiteral("src/b.txt"))}, env.path(QStringLiteral("src/dest")), roomy);
+    const Plan beside = TransferPlanner::plan({env.path(QStringLiteral("src/b.txt"))},
+                                              env.path(QStringLiteral("src/dest")), roomyVolume);
     ASSERT_EQ(beside.conflicts.size(), 1);
     EXPECT_TRUE(beside.items.first().conflictsAtPlanTime);
     EXPECT_EQ(beside.conflicts.first(), beside.items.first());
