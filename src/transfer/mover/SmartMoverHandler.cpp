@@ -171,7 +171,7 @@ void run(const QStringList &sources, SessionHost &host, ScanState &scans)
     auto state = std::make_shared<RunState>();
     state->host = &host;
     state->scans = &scans;
-    const QString destination = chosen.first();
+    const QString &destination = chosen.first();
     scans.runFollowUp(
         [state, sources, destination](std::stop_token stop,
                                       const ScanState::PublishProgress &publish) -> std::optional<ScanState::Result> {
