@@ -23,6 +23,8 @@ struct Watch {
     std::function<void(qint64)> advanced;
     // A clone shares the source's blocks instead of copying them (btrfs, XFS); never tried on a share.
     bool mayClone = true;
+    // Told when the file system has no clones, so that a run stops asking for them.
+    std::function<void()> cannotClone;
 };
 
 // Copies the regular file at `from` to the new name `to`, bytes, mode, dates and user attributes. The

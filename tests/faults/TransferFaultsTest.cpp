@@ -5,6 +5,7 @@
 #include "FaultSupport.h"
 #include "RecordingSessionHost.h"
 #include "TreeSnapshot.h"
+#include "platform/NativeNames.h"
 #include "transfer/engine/TransferPlanner.h"
 #include "transfer/engine/TransferRunner.h"
 #include "transfer/mover/SourceAnnotator.h"
@@ -13,6 +14,10 @@
 #include <QFile>
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace TransferEngine;
 
@@ -106,4 +111,32 @@ TEST(TransferFaults, ACommentARefusingFileCantTakeIsCountedAndTheRunGoesOn)
     ASSERT_EQ(summary.errors.size(), 1);
     EXPECT_TRUE(summary.errors.first().startsWith(QStringLiteral("locked.txt: comment write failed (")))
         << summary.errors.first().toStdString();
+}
+
+TEST(TransferFaults, ANameThatIsNotUtf8ArrivesAndLeavesAsItsBytes)
+{
+    AppTestEnvironment env;
+    const QByteArray folder = QFile::encodeName(env.makeFolder(QStringLiteral("src/Fotos")));
+    const QByteArray raw = folder + "/caf\xe9.jpg";
+    const int fd = ::open(raw.constData(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, "pixels", 6), 6);
+    ::close(fd);
+    const QString dest = env.makeFolder(QStringLiteral("dest"));
+
+    const Plan plan = TransferPlanner::plan({NativeNames::decode(folder)}, dest);
+    const Result result = TransferRunner::execute(plan, skip{});
+    ASSERT_EQ(result.copiedCount(), 1);
+    const QByteArray copy = QFile::encodeName(dest) + "/Fotos/caf\xe9.jpg";
+    EXPECT_EQ(result.items.first().writtenURL(), NativeNames::decode(copy));
+    struct stat status {};
+    EXPECT_EQ(::lstat(copy.constData(), &status), 0) << "the copy carries the very bytes of the name";
+
+    const SourceAnnotator::Summary summary =
+        SourceAnnotator::apply({true, true, false, SourceAnnotator::defaultFormat()}, result);
+    EXPECT_EQ(summary.annotated, 1);
+    EXPECT_EQ(summary.deleted, 1);
+    EXPECT_NE(::lstat(raw.constData(), &status), 0);
+    const QByteArray trashed = QFile::encodeName(QDir::homePath()) + "/.local/share/Trash/files/caf\xe9.jpg";
+    EXPECT_EQ(::lstat(trashed.constData(), &status), 0);
 }

@@ -115,10 +115,14 @@ constexpr std::size_t chunk = std::size_t(16) << 20;
 
 bool copyBytesWatched(int in, int out, qint64 size, const FileCopy::Watch &watch)
 {
-    if (watch.mayClone && size > 0 && ::ioctl(out, FICLONE, in) == 0) {
-        if (watch.advanced)
-            watch.advanced(size);
-        return true;
+    if (watch.mayClone && size > 0) {
+        if (::ioctl(out, FICLONE, in) == 0) {
+            if (watch.advanced)
+                watch.advanced(size);
+            return true;
+        }
+        if ((errno == EOPNOTSUPP || errno == EXDEV || errno == EINVAL || errno == ENOTTY) && watch.cannotClone)
+            watch.cannotClone();
     }
     bool kernelCopy = true;
     std::vector<char> buffer;
@@ -194,6 +198,8 @@ bool FileCopy::copyFileAsNew(const QByteArray &from, const QByteArray &to, const
         errno = S_ISDIR(status.st_mode) ? EISDIR : EXDEV;
         return false;
     }
+    // Read ahead as far as the kernel will: the file is read once, front to back.
+    ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     const QByteArray folder = folderOf(to);
     QByteArray partial;
     int fd = ::open(folder.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);

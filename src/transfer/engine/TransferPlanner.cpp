@@ -5,6 +5,7 @@
 
 #include <QDir>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -68,25 +69,35 @@ struct Leaf {
     qint64 size = 0;
 };
 
+// A folder's entries in the order of their inode numbers: on a cold disk the files' records and, mostly,
+// their blocks are then read front to back rather than in the order of the folder's hash.
+QList<std::pair<ino_t, QByteArray>> entriesByInode(DIR *dir)
+{
+    QList<std::pair<ino_t, QByteArray>> entries;
+    while (const dirent *entry = ::readdir(dir)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            entries.append({entry->d_ino, QByteArray(entry->d_name)});
+    }
+    std::sort(entries.begin(), entries.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    return entries;
+}
+
 void walk(const QByteArray &folder, QList<Leaf> &leaves, std::stop_token stop)
 {
     DIR *dir = ::opendir(folder.constData());
     if (!dir)
         return;
-    while (const dirent *entry = ::readdir(dir)) {
+    for (const auto &[inode, name] : entriesByInode(dir)) {
         if (stop.stop_requested())
             break;
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
-            continue;
-        const QByteArray path = folder + '/' + entry->d_name;
+        const QByteArray path = folder + '/' + name;
         struct stat status {};
-        if (::fstatat(::dirfd(dir), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        if (::fstatat(::dirfd(dir), name.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0)
             continue;
         if (S_ISREG(status.st_mode)) {
             leaves.append({NativeNames::decode(path), status.st_size});
         } else if (S_ISDIR(status.st_mode)) {
-            const QString name = NativeNames::decode(entry->d_name);
-            if (Packages::isPackageName(name))
+            if (Packages::isPackageName(NativeNames::decode(name)))
                 leaves.append({NativeNames::decode(path), folderSize(path)});
             else
                 walk(path, leaves, stop);

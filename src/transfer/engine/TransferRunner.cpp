@@ -183,7 +183,7 @@ private:
             const int index = current;
             const FileCopy::Watch watch{[this] { return stop.stop_requested(); },
                                         [this, index, &item](qint64 bytes) { advance(bytes, index, item); },
-                                        mayClone(item.source)};
+                                        clones && mayClone(item.source), [this] { clones = false; }};
             const qint64 before = bytesDone;
             if (FileCopy::copyFileAsNew(from, NativeNames::encode(to), watch))
                 return {};
@@ -217,6 +217,8 @@ private:
     QElapsedTimer clock;
     QElapsedTimer sinceLast;
     qint64 bytesDone = 0;
+    // Until the destination's file system says it has no clones.
+    bool clones = true;
 };
 
 } // namespace

@@ -116,21 +116,7 @@ void copy(const Shared &run)
             if (result.wasCancelled || stop.stop_requested())
                 return std::nullopt;
             run->result = std::move(result);
-            // Written out here, off the main thread, but recorded there.
-            QJsonObject detail;
-            if (run->host->keepsDetails()) {
-                QJsonArray items;
-                for (const ResolvedItem &item : run->result->items)
-                    items.append(toJson(item));
-                detail = {{QStringLiteral("conflictPolicy"), toString(*run->policy)},
-                          {QStringLiteral("items"), items},
-                          {QStringLiteral("wasCancelled"), run->result->wasCancelled}};
-            }
-            return next([run, detail] {
-                if (!detail.isEmpty())
-                    run->host->recordDetail(QStringLiteral("transfer"), detail);
-                askWhatNext(run);
-            });
+            return next([run] { askWhatNext(run); });
         });
 }
 
