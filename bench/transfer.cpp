@@ -886,7 +886,11 @@ int main(int argc, char *argv[])
             out.flush();
             std::map<QString, Measure> times;
             QString vantrelClones;
-            for (const Tool &tool : tools) {
+            // The first program after a corpus is written runs slower, whichever it is: each tool runs
+            // twice, the second round in the opposite order, and its better time counts.
+            std::vector<Tool> order(tools.begin(), tools.end());
+            order.insert(order.end(), tools.rbegin(), tools.rend());
+            for (const Tool &tool : order) {
                 const QString destination =
                     root + QStringLiteral("/copies/") + tool.key + QLatin1Char('-') + plan.folderName;
                 QDir().mkpath(destination);
@@ -979,13 +983,15 @@ int main(int argc, char *argv[])
                            .arg(double(run.peakKiB) / 1024, 9, 'f', 1)
                            .arg(verdict);
                 out.flush();
-                times[tool.key] = run;
+                if (const auto seen = times.find(tool.key); seen == times.end() || run.seconds < seen->second.seconds)
+                    times[tool.key] = run;
                 if (!keep)
                     QDir(destination).removeRecursively();
             }
             if (!vantrelClones.isEmpty())
                 out << "  clones (reflinks) used by vantrel: " << vantrelClones << "\n";
             const auto ours = times.find(QStringLiteral("vantrel"));
+            out << "  each tool's better run counts:\n";
             for (const Tool &peer : tools) {
                 const auto theirs = times.find(peer.key);
                 if (ours == times.end() || peer.key == QLatin1String("vantrel") || theirs == times.end())

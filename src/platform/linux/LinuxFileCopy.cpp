@@ -89,13 +89,20 @@ bool copyAttributes(int in, int out)
 
 } // namespace
 
+namespace {
+
+bool copyMetadataAs(int in, int out, const struct stat &status)
+{
+    const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
+    return copyAttributes(in, out) && ::fchmod(out, status.st_mode & 07777) == 0 && ::futimens(out, times.data()) == 0;
+}
+
+} // namespace
+
 bool FileCopy::copyMetadata(int in, int out)
 {
     struct stat status {};
-    if (::fstat(in, &status) != 0)
-        return false;
-    const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
-    return copyAttributes(in, out) && ::fchmod(out, status.st_mode & 07777) == 0 && ::futimens(out, times.data()) == 0;
+    return ::fstat(in, &status) == 0 && copyMetadataAs(in, out, status);
 }
 
 bool FileCopy::copyContents(int in, int out)
@@ -198,8 +205,10 @@ bool FileCopy::copyFileAsNew(const QByteArray &from, const QByteArray &to, const
         errno = S_ISDIR(status.st_mode) ? EISDIR : EXDEV;
         return false;
     }
-    // Read ahead as far as the kernel will: the file is read once, front to back.
-    ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    // Read ahead as far as the kernel will: a large file is read once, front to back. A small one is
+    // read in one go anyway, and the hint would cost a call per file.
+    if (status.st_size >= (qint64(1) << 20))
+        ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     const QByteArray folder = folderOf(to);
     QByteArray partial;
     int fd = ::open(folder.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
@@ -221,7 +230,7 @@ bool FileCopy::copyFileAsNew(const QByteArray &from, const QByteArray &to, const
         errno = error;
         return false;
     };
-    if (!copyBytesWatched(in.get(), out.get(), status.st_size, watch) || !copyMetadata(in.get(), out.get()))
+    if (!copyBytesWatched(in.get(), out.get(), status.st_size, watch) || !copyMetadataAs(in.get(), out.get(), status))
         return discard();
     if (partial.isEmpty()) {
         // The unnamed file gets its name through its descriptor; linkat never replaces a name.

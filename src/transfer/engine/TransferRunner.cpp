@@ -176,10 +176,8 @@ private:
     Copy copy(const PlannedItem &item, const QString &to)
     {
         const QByteArray from = NativeNames::encode(item.source);
-        struct stat status {};
-        if (::lstat(from.constData(), &status) != 0)
-            return {Copy::End::failed, systemText(errno)};
-        if (S_ISREG(status.st_mode)) {
+        // Most items are regular files: tried as one straight away, the copy itself tells what isn't.
+        {
             const int index = current;
             const FileCopy::Watch watch{[this] { return stop.stop_requested(); },
                                         [this, index, &item](qint64 bytes) { advance(bytes, index, item); },
@@ -194,7 +192,12 @@ private:
                 return {Copy::End::cancelled};
             if (error == EEXIST)
                 return {Copy::End::taken};
-            return {Copy::End::failed, systemText(error)};
+            // A pipe, socket or device has no copy; its bytes would never end, or never come.
+            if (error == EXDEV)
+                return {Copy::End::failed, QStringLiteral("A pipe, socket or device can't be copied.")};
+            // ELOOP: a link chosen on its own; EISDIR: a package. Both are copied whole, below.
+            if (error != ELOOP && error != EISDIR)
+                return {Copy::End::failed, systemText(error)};
         }
         // A package, a link chosen on its own, or something special: whole, through a hidden holding folder.
         const FileMoves::Result result = FileMoves::copyNoReplace(item.source, to);

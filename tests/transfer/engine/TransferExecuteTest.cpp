@@ -191,3 +191,16 @@ TEST(Runner, CopiesAPackageWholeAndALinkAsALink)
     EXPECT_EQ(contents(dest + QStringLiteral("/Tool.app/Contents/Info.plist")), "plist");
     EXPECT_EQ(QFileInfo(dest + QStringLiteral("/link.txt")).symLinkTarget(), dest + QStringLiteral("/target.txt"));
 }
+
+TEST(Runner, APipeChosenOnItsOwnFailsWithoutWaitingOnIt)
+{
+    TestEnvironment env;
+    const QString pipe = env.path(QStringLiteral("src/pipe"));
+    env.makeFolder(QStringLiteral("src"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    const QString dest = env.makeFolder(QStringLiteral("dest"));
+    const Result result = TransferRunner::execute(TransferPlanner::plan({pipe}, dest, roomyVolume), skip{});
+    ASSERT_EQ(result.items.size(), 1);
+    EXPECT_EQ(result.items.first().outcome, ItemOutcome(failed{"A pipe, socket or device can't be copied."}));
+    EXPECT_TRUE(QDir(dest).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
+}
