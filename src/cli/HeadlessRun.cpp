@@ -335,7 +335,7 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
     const TerminalProgress progress(state.scanState(), err);
     const WorkflowRunner::Outcome outcome = state.workflowRunner().handle(urlFor(*options));
     if (std::holds_alternative<WorkflowRunner::ran>(outcome)) {
-        if (const auto problem = HeadlessSheets::complete(state, sheetSettings)) {
+        if (const auto problem = HeadlessSheets::complete(state, sheetSettings, !options->dryRun)) {
             err << *problem << Qt::endl;
             return 2;
         }
@@ -356,9 +356,9 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
 
     if (!std::holds_alternative<WorkflowRunner::ran>(outcome))
         return 2;
-    // A session that didn't reach its result ended the run on a failure.
+    // A session that didn't reach its result ended the run on a failure; a dry run never asks it to.
     for (const Session *session : state.sessions()) {
-        if (session->phaseKind() != Session::PhaseKind::done)
+        if (!options->dryRun && session->phaseKind() != Session::PhaseKind::done)
             return 1;
     }
     // Any file that failed makes the run a failure, whether a banner or a report says so.

@@ -19,7 +19,7 @@ QString spoken(const QStringList &names)
 }
 
 // Sets the fields in the order given, then performs. Returns why it can't.
-std::optional<QString> fill(Session &session, const QList<Setting> &settings)
+std::optional<QString> fill(Session &session, const QList<Setting> &settings, bool perform)
 {
     const QList<Session::Field> fields = session.fields();
     QStringList set;
@@ -39,6 +39,9 @@ std::optional<QString> fill(Session &session, const QList<Setting> &settings)
     }
     if (auto missing = session.missingFields(set))
         return missing;
+    // A dry run stops at the filled sheet: it shows what the primary button would do, and nothing is done.
+    if (!perform)
+        return std::nullopt;
     return session.perform();
 }
 
@@ -52,7 +55,7 @@ std::optional<Setting> HeadlessSheets::parseSetting(const QString &word)
     return Setting{word.left(equals), word.mid(equals + 1)};
 }
 
-std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Setting> &settings)
+std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Setting> &settings, bool perform)
 {
     const QList<Session *> open = state.sessions();
     if (open.isEmpty()) {
@@ -60,7 +63,7 @@ std::optional<QString> HeadlessSheets::complete(AppState &state, const QList<Set
             return std::nullopt;
         return QStringLiteral("--set fills a sheet, and this run opened none.");
     }
-    auto problem = fill(*open.first(), settings);
+    auto problem = fill(*open.first(), settings, perform);
     if (problem) {
         for (Session *session : state.sessions())
             session->close();

@@ -20,9 +20,9 @@ struct Setting {
 // "NAME=VALUE"; nothing when there is no "=" or no name.
 std::optional<Setting> parseSetting(const QString &word);
 
-// Fills the session the run left open through its fields and performs it. Returns
+// Fills the session the run left open through its fields and, unless told not to, performs it. Returns
 // the reason when a setting names no field or no value the session knows, or when
 // it can't act; the session is then closed and nothing is written.
-std::optional<QString> complete(AppState &state, const QList<Setting> &settings);
+std::optional<QString> complete(AppState &state, const QList<Setting> &settings, bool perform = true);
 
 } // namespace HeadlessSheets

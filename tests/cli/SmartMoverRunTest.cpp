@@ -161,3 +161,15 @@ TEST(SmartMoverRun, RefusesABlockedPlanAndABadValue)
     EXPECT_EQ(run.json.value(QStringLiteral("banner")).toObject().value(QStringLiteral("message")).toString(),
               QStringLiteral("Smart Mover needs at least one selected file or folder."));
 }
+
+TEST(DryRun, FillsASheetButNeverPressesIt)
+{
+    AppTestEnvironment env;
+    const QString file = env.makeFile(QStringLiteral("notes.txt"), "n");
+    const MoverRun run = vantrel({"run", "text-comment-tools", file, "--set", "action=prependFilename", "--set",
+                                  "primary=2026", "--dry-run", "--json"});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_FALSE(run.json.value(QStringLiteral("session")).isNull());
+    EXPECT_TRUE(QFile::exists(file)) << "the rename was only planned";
+    EXPECT_FALSE(QFile::exists(env.path(QStringLiteral("2026notes.txt"))));
+}
