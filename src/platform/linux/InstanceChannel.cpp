@@ -102,7 +102,8 @@ void InstanceServer::accept()
             socket->flush();
             // Handed on from the event loop, not from inside this socket's handler: a receiver may open
             // a modal panel, in whose loop the client hangs up and the socket is deleted under us.
-            QMetaObject::invokeMethod(this, [this, urls] { emit urlsReceived(urls); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this, [this, urls] { emit urlsReceived(urls); }, Qt::QueuedConnection);
         });
     }
 }
