@@ -296,10 +296,12 @@ int main(int argc, char *argv[])
     temporary.setAutoRemove(!keep);
     const QString root = temporary.path();
     // Vantrel runs with a home of its own, so the bench leaves the user's settings alone.
+    // The launcher was forked before this, so the home goes with each request, not into our environment.
     QDir().mkpath(root + QStringLiteral("/home"));
-    qputenv("HOME", QFile::encodeName(root + QStringLiteral("/home")));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(root + QStringLiteral("/home/.config")));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(root + QStringLiteral("/home/.local/share")));
+    const QStringList vantrelEnvironment{QStringLiteral("HOME=") + root + QStringLiteral("/home"),
+                                         QStringLiteral("XDG_CONFIG_HOME=") + root + QStringLiteral("/home/.config"),
+                                         QStringLiteral("XDG_DATA_HOME=") + root +
+                                             QStringLiteral("/home/.local/share")};
     const bool cold = dropCaches();
     out << "Page cache: " << (cold ? "dropped before each run (cold reads)" : "not droppable; runs read warm") << "\n";
 
@@ -340,8 +342,9 @@ int main(int argc, char *argv[])
             if (cold)
                 dropCaches();
             const QString output = scratch + QStringLiteral("/stdout");
-            const Measure run = launcher.run(tool.command(vantrel, corpus.folder(), scratch), {}, output,
-                                             QStringLiteral("/dev/null"), scratch);
+            const Measure run = launcher.run(tool.command(vantrel, corpus.folder(), scratch),
+                                             tool.name == QLatin1String("vantrel") ? vantrelEnvironment : QStringList(),
+                                             output, QStringLiteral("/dev/null"), scratch);
             const Groups found = run.status == 0 ? tool.parse(output, scratch) : Groups{};
             const bool isOurs = tool.name == QLatin1String("vantrel");
             // A time is only worth comparing for a run that ended well and found what was built.
