@@ -12,6 +12,8 @@ packages=(
   socat
   # The file managers' launchers are read back by their own parsers in the tests.
   nemo libkf5config-bin libglib2.0-dev dbus-x11
+  # A copy on btrfs shares its source's blocks; the test makes a btrfs volume to see it does.
+  btrfs-progs
 )
 if [ "${WITH_BENCH:-0}" = 1 ]; then
   packages+=(img2pdf imagemagick jdupes rdfind fdupes rmlint rsync)

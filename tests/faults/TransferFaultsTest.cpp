@@ -15,7 +15,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include <fcntl.h>
+#include <linux/fiemap.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -139,4 +144,103 @@ TEST(TransferFaults, ANameThatIsNotUtf8ArrivesAndLeavesAsItsBytes)
     EXPECT_NE(::lstat(raw.constData(), &status), 0);
     const QByteArray trashed = QFile::encodeName(QDir::homePath()) + "/.local/share/Trash/files/caf\xe9.jpg";
     EXPECT_EQ(::lstat(trashed.constData(), &status), 0);
+}
+
+namespace {
+
+// A btrfs volume in an image file, mounted through a loop device while it lives: where a copy can be a
+// clone that shares the source's blocks.
+class BtrfsDisk {
+public:
+    explicit BtrfsDisk(const QString &folder) : where(folder), image(folder + QStringLiteral(".img"))
+    {
+        if (::geteuid() != 0) {
+            reason = QStringLiteral("a loop mount needs root");
+            return;
+        }
+        QDir().mkpath(where);
+        QFile file(image);
+        if (!file.open(QIODevice::WriteOnly) || !file.resize(qint64(160) << 20)) {
+            reason = file.errorString();
+            return;
+        }
+        file.close();
+        const Faults::ProcessResult made = Faults::run(QStringLiteral("mkfs.btrfs"), {"-q", image});
+        if (made.exitCode != 0) {
+            reason = QStringLiteral("mkfs.btrfs failed: ") + QString::fromLocal8Bit(made.err).trimmed();
+            return;
+        }
+        const Faults::ProcessResult mounted = Faults::run(QStringLiteral("mount"), {"-o", "loop", image, where});
+        if (mounted.exitCode != 0) {
+            reason = QStringLiteral("the loop mount was refused: ") + QString::fromLocal8Bit(mounted.err).trimmed();
+            return;
+        }
+        ok = true;
+    }
+    ~BtrfsDisk()
+    {
+        if (ok)
+            Faults::run(QStringLiteral("umount"), {"-l", where});
+        QFile::remove(image);
+    }
+    BtrfsDisk(const BtrfsDisk &) = delete;
+    BtrfsDisk &operator=(const BtrfsDisk &) = delete;
+
+    bool mounted() const { return ok; }
+    const QString &path() const { return where; }
+    const QString &whyNot() const { return reason; }
+
+private:
+    QString where;
+    QString image;
+    QString reason;
+    bool ok = false;
+};
+
+// Whether the file's first extent is shared with another file: a clone's is.
+bool firstExtentShared(const QString &path)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+    if (fd < 0)
+        return false;
+    // The request and room for one extent, in one aligned buffer.
+    alignas(fiemap) std::array<char, sizeof(fiemap) + sizeof(fiemap_extent)> buffer{};
+    auto *map = reinterpret_cast<fiemap *>(buffer.data());
+    map->fm_length = FIEMAP_MAX_OFFSET;
+    map->fm_flags = FIEMAP_FLAG_SYNC;
+    map->fm_extent_count = 1;
+    const bool read = ::ioctl(fd, FS_IOC_FIEMAP, map) == 0 && map->fm_mapped_extents == 1;
+    const bool shared = read && (map->fm_extents[0].fe_flags & FIEMAP_EXTENT_SHARED) != 0;
+    ::close(fd);
+    return shared;
+}
+
+} // namespace
+
+TEST(TransferFaults, OnBtrfsACopySharesTheSourcesBlocks)
+{
+    AppTestEnvironment env;
+    const BtrfsDisk disk(env.path(QStringLiteral("Shared")));
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.whyNot().toStdString();
+    QByteArray bytes(4 << 20, '\0');
+    for (qsizetype i = 0; i < bytes.size(); ++i)
+        bytes[i] = char((i * 7919) >> 5);
+    QDir().mkpath(disk.path() + QStringLiteral("/src"));
+    QFile source(disk.path() + QStringLiteral("/src/video.bin"));
+    ASSERT_TRUE(source.open(QIODevice::WriteOnly));
+    ASSERT_EQ(source.write(bytes), bytes.size());
+    ASSERT_TRUE(source.flush());
+    ASSERT_EQ(::fsync(source.handle()), 0);
+    source.close();
+
+    const QString dest = disk.path() + QStringLiteral("/dest");
+    QDir().mkpath(dest);
+    const Result result =
+        TransferRunner::execute(TransferPlanner::plan({source.fileName()}, dest), renameWithSuffix{" -copy"});
+    ASSERT_EQ(result.copiedCount(), 1);
+    QFile copy(dest + QStringLiteral("/video.bin"));
+    ASSERT_TRUE(copy.open(QIODevice::ReadOnly));
+    EXPECT_EQ(copy.readAll(), bytes);
+    EXPECT_TRUE(firstExtentShared(copy.fileName())) << "the copy is a clone";
 }
