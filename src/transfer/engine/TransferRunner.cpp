@@ -116,8 +116,9 @@ public:
                                    : sinceLast.isValid() && sinceLast.elapsed() >= 100;
         if (!publish || !due)
             return;
+        // A name that isn't UTF-8 is shown with its odd bytes escaped, as everywhere people read names.
         ScanProgress progress{QStringLiteral("Copying ") +
-                                  item.source.mid(item.source.lastIndexOf(QLatin1Char('/')) + 1),
+                                  NativeNames::display(item.source.mid(item.source.lastIndexOf(QLatin1Char('/')) + 1)),
                               index + 1, total};
         progress.bytesTotal = plan.totalSizeBytes;
         progress.bytesProcessed = std::min(bytesDone, plan.totalSizeBytes);
