@@ -291,3 +291,40 @@ TEST(Throttle, SixHundredFilesPublishEveryTenthAndTheLast)
     EXPECT_FALSE(throttle.shouldPublish(598));
     EXPECT_TRUE(throttle.shouldPublish(599));
 }
+
+namespace {
+
+struct ByteDetailCase {
+    const char *name;
+    qint64 processed;
+    qint64 total;
+    std::optional<qint64> secondsLeft;
+    QString text;
+};
+
+void PrintTo(const ByteDetailCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class ProgressBytes : public testing::TestWithParam<ByteDetailCase> {};
+
+} // namespace
+
+TEST_P(ProgressBytes, SaysHowManyBytesOfHowManyAndHowLongIsLeft)
+{
+    ScanProgress progress{QStringLiteral("Copying a"), 1, 2};
+    progress.bytesProcessed = GetParam().processed;
+    progress.bytesTotal = GetParam().total;
+    progress.secondsLeft = GetParam().secondsLeft;
+    EXPECT_EQ(progress.byteDetail(), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Details, ProgressBytes,
+    testing::Values(ByteDetailCase{"NotCountedInBytes", 0, 0, std::nullopt, ""},
+                    ByteDetailCase{"RateNotKnownYet", 1'200'000'000, 4'800'000'000, std::nullopt, "1.2 GB of 4.8 GB"},
+                    ByteDetailCase{"UnderAMinute", 0, 1000, 30, "Zero KB of 1 KB · less than a minute left"},
+                    ByteDetailCase{"MinutesRoundToTheNearest", 1, 1000, 150, "1 byte of 1 KB · about 3 min left"},
+                    ByteDetailCase{"HoursAndMinutes", 1, 1000, 3700, "1 byte of 1 KB · about 1 h 1 min left"}),
+    [](const testing::TestParamInfo<ByteDetailCase> &info) { return std::string(info.param.name); });
