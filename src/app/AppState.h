@@ -13,6 +13,7 @@
 #include "quickactions/IntegrityReport.h"
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
+#include "transfer/rules/TransferProfileStore.h"
 #include "transfer/stitch/StitchSession.h"
 
 #include <QDateTime>
@@ -81,6 +82,7 @@ public:
     DiagnosticLog &diagnosticLog() override { return *log; }
     CategoryStore &categoryStore() { return *categoryLibrary; }
     CommentTemplateStore &commentTemplateStore() { return *templateLibrary; }
+    TransferProfileStore &transferProfileStore() { return *profileLibrary; }
     // A copy of the store's list, kept in step with it.
     const QList<Category> &categories() const { return categoryList; }
     std::optional<QUuid> categoryEditorSelection() const { return editorSelection; }
@@ -219,6 +221,7 @@ private:
     std::unique_ptr<CommentTemplateStore> templateLibrary;
     std::unique_ptr<CategoryStore> categoryLibrary;
     std::unique_ptr<DiagnosticLog> log;
+    std::unique_ptr<TransferProfileStore> profileLibrary;
     QList<Category> categoryList;
     std::optional<QUuid> editorSelection;
 

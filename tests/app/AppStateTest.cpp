@@ -199,3 +199,16 @@ TEST(AppState, MirrorsTheCategoryLibraryAndDropsAGoneEditorSelection)
     EXPECT_EQ(state->categories().size(), 2);
     EXPECT_FALSE(state->categoryEditorSelection().has_value());
 }
+
+TEST(AppStateProfiles, OwnsTheTransferProfilesAndReadsThemAtStart)
+{
+    AppTestEnvironment env;
+    {
+        auto state = env.makeAppState();
+        EXPECT_TRUE(state->transferProfileStore().profiles().isEmpty());
+        ASSERT_EQ(state->transferProfileStore().save(TransferProfileStore::newProfile()), std::nullopt);
+    }
+    auto again = env.makeAppState();
+    ASSERT_EQ(again->transferProfileStore().profiles().size(), 1);
+    EXPECT_EQ(again->transferProfileStore().profiles().first().name, QStringLiteral("New profile"));
+}
