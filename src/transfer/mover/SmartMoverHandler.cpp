@@ -4,7 +4,6 @@
 #include "foundation/Plural.h"
 #include "foundation/SessionHost.h"
 #include "platform/NativeNames.h"
-#include "platform/Paths.h"
 #include "scan/ScanState.h"
 #include "transfer/engine/TransferPlanner.h"
 #include "transfer/engine/TransferRunner.h"
@@ -23,12 +22,6 @@ namespace {
 const QString copySuffix = QStringLiteral(" -copy");
 const QString commentsValue = QStringLiteral("annotateSourceComments");
 const QString formatValue = QStringLiteral("annotationFormat");
-
-QString homeAsTilde(const QString &path)
-{
-    QString shown = path;
-    return shown.replace(Paths::home(), QStringLiteral("~"));
-}
 
 QString lastComponent(const QString &path)
 {
@@ -198,7 +191,7 @@ AlertRequest planAlert(const Plan &plan)
                                  .arg(pluralSuffix(n))
                                  .arg(m)
                                  .arg(pluralSuffix(m), size, name);
-    QStringList lines{QStringLiteral("Destination: %1").arg(homeAsTilde(plan.destinationRoot))};
+    QStringList lines{QStringLiteral("Destination: %1").arg(SourceAnnotator::withHomeAsTilde(plan.destinationRoot))};
     if (plan.destinationFreeSpaceBytes >= 1)
         lines.append(QStringLiteral("%1 free at destination")
                          .arg(ByteCountFormatter::format(quint64(plan.destinationFreeSpaceBytes))));
@@ -240,8 +233,9 @@ std::optional<ConflictPolicy> policyFor(const Plan &plan, int button)
 AlertRequest completionAlert(const Result &result)
 {
     const int n = result.copiedCount();
-    QStringList sentences{
-        QStringLiteral("%1 item%2 now at %3.").arg(n).arg(pluralSuffix(n), homeAsTilde(result.plan.destinationRoot))};
+    QStringList sentences{QStringLiteral("%1 item%2 now at %3.")
+                              .arg(n)
+                              .arg(pluralSuffix(n), SourceAnnotator::withHomeAsTilde(result.plan.destinationRoot))};
     if (const int failed = result.failedCount(); failed >= 1)
         sentences.append(QStringLiteral("%1 failed and remain only at the source.").arg(failed));
     if (const int skipped = result.skippedCount(); skipped >= 1)
@@ -332,7 +326,7 @@ ScanReport report(const Result &result, const std::optional<SourceAnnotator::Opt
     if (summary.deleted > 0)
         parts.append(QStringLiteral("%1 original%2 trashed").arg(summary.deleted).arg(pluralSuffix(summary.deleted)));
     report.summary = parts.join(QStringLiteral(" · ")) + QStringLiteral(" — ") +
-                     homeAsTilde(result.plan.destinationRoot) + QLatin1Char('.');
+                     SourceAnnotator::withHomeAsTilde(result.plan.destinationRoot) + QLatin1Char('.');
     for (const ResolvedItem &item : result.items) {
         QString badge;
         QString url = item.source;

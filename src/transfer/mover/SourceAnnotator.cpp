@@ -16,12 +16,6 @@
 
 namespace {
 
-QString homeAsTilde(const QString &path)
-{
-    QString shown = path;
-    return shown.replace(Paths::home(), QStringLiteral("~"));
-}
-
 QString nameOf(const QString &path)
 {
     return NativeNames::display(path.mid(path.lastIndexOf(QLatin1Char('/')) + 1));
@@ -47,6 +41,12 @@ QJsonObject SourceAnnotator::toJson(const Summary &summary)
             {QStringLiteral("permissionDenied"), summary.permissionDenied}};
 }
 
+QString SourceAnnotator::withHomeAsTilde(const QString &path)
+{
+    QString shown = path;
+    return shown.replace(Paths::home(), QStringLiteral("~"));
+}
+
 QString SourceAnnotator::defaultFormat()
 {
     return QStringLiteral("[Copied to {dest} on {date}]");
@@ -55,7 +55,7 @@ QString SourceAnnotator::defaultFormat()
 QString SourceAnnotator::render(const QString &format, const QString &destinationRoot, const QDate &day)
 {
     QString text = format.isEmpty() ? defaultFormat() : format;
-    text.replace(QStringLiteral("{dest}"), homeAsTilde(destinationRoot));
+    text.replace(QStringLiteral("{dest}"), withHomeAsTilde(destinationRoot));
     text.replace(QStringLiteral("{date}"), QLocale::c().toString(day, QStringLiteral("yyyy-MM-dd")));
     return text;
 }

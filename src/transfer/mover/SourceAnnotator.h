@@ -32,6 +32,8 @@ struct Summary {
 };
 QJsonObject toJson(const Summary &summary);
 
+// A destination as the texts show it: every occurrence of the home folder's path as "~".
+QString withHomeAsTilde(const QString &path);
 // "[Copied to {dest} on {date}]"
 QString defaultFormat();
 // The comment `format` (the default when empty) makes for copies in `destinationRoot` on `day`: the home
