@@ -271,11 +271,16 @@ void AppState::setStitchSession(StitchSession *session)
     install(stitch, session);
 }
 
+void AppState::setRouteByConfigSession(RouteByConfigSession *session)
+{
+    install(routeByConfig, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
-    for (Session *session :
-         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch}) {
+    for (Session *session : std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker,
+                                                             stitch, routeByConfig}) {
         if (session)
             open.append(session);
     }

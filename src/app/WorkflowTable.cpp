@@ -78,6 +78,15 @@ void stitch(AppState &state, const QStringList &paths)
     state.setStitchSession(new StitchSession(state, files));
 }
 
+void routeByConfig(AppState &state, const QStringList &paths)
+{
+    if (paths.isEmpty()) {
+        state.showFailure(QStringLiteral("Route by Config needs at least one selected file or folder."));
+        return;
+    }
+    state.setRouteByConfigSession(new RouteByConfigSession(state, paths, &state.transferProfileStore()));
+}
+
 QList<WorkflowTable::Row> buildRows()
 {
     const auto interim = [](const char *id) { return notAvailableYet(QString::fromLatin1(id)); };
@@ -125,10 +134,7 @@ QList<WorkflowTable::Row> buildRows()
             needsSelection(QStringLiteral("cloud-migrate"),
                            "Cloud Migrate needs at least one selected file or folder."),
             "Pick the files or folder you want to send to the cloud."),
-        row("route-by-config",
-            needsSelection(QStringLiteral("route-by-config"),
-                           "Route by Config needs at least one selected file or folder."),
-            "Pick a folder. Your routing rules will be applied to its contents."),
+        row("route-by-config", routeByConfig, "Pick a folder. Your routing rules will be applied to its contents."),
         row("multi-compress", needsSelection(QStringLiteral("multi-compress"),
                                              "Multi-Compress needs at least one selected file or folder.")),
         row("archive-handler", interim("archive-handler"), "Pick the files you want to compress into an archive."),

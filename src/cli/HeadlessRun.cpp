@@ -358,7 +358,7 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         return 2;
     // A session that didn't reach its result ended the run on a failure; a dry run never asks it to.
     for (const Session *session : state.sessions()) {
-        if (!options->dryRun && session->phaseKind() != Session::PhaseKind::done)
+        if (!options->dryRun && (session->phaseKind() != Session::PhaseKind::done || session->anyItemFailed()))
             return 1;
     }
     // Any file that failed makes the run a failure, whether a banner or a report says so.

@@ -41,7 +41,7 @@ std::optional<QString> fill(Session &session, const QList<Setting> &settings, bo
         return missing;
     // A dry run stops at the filled sheet: it shows what the primary button would do, and nothing is done.
     if (!perform)
-        return std::nullopt;
+        return session.planOnly();
     return session.perform();
 }
 

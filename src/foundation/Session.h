@@ -50,9 +50,14 @@ public:
     // The primary action. Returns why it can't be taken; a failure while it runs is a banner or a
     // failed phase instead.
     virtual std::optional<QString> perform() = 0;
+    // What a dry run shows instead of performing: a session whose plan is worth seeing works it out here,
+    // changing nothing. Returns why it can't.
+    virtual std::optional<QString> planOnly() { return std::nullopt; }
     // Stops the running task; a sheet with nothing running closes.
     virtual void cancel();
     virtual PhaseKind phaseKind() const { return PhaseKind::configuring; }
+    // Whether a run that reached its result failed for some of its files.
+    virtual bool anyItemFailed() const { return false; }
     // The state as `vantrel run --json` prints it, and as text lines.
     virtual QJsonObject toJson() const;
     virtual QStringList describe() const { return {}; }

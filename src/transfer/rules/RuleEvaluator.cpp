@@ -2,10 +2,16 @@
 
 #include "metadata/FinderMetadata.h"
 #include "platform/NativeNames.h"
+#include "platform/Packages.h"
 
 #include <QMutexLocker>
 
+#include <algorithm>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -14,24 +20,69 @@ QString nameOf(const QString &path)
     return path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
 }
 
+qint64 nanoseconds(const struct timespec &time)
+{
+    return qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+// What a package holds, as one document: the bytes of its files, and the newest change to anything in it.
+struct PackageContents {
+    qint64 bytes = 0;
+    qint64 newest = 0;
+};
+
+void addContents(int parent, const char *name, PackageContents &contents, int depth)
+{
+    // A package is a folder like any other inside; the depth bound keeps a hostile tree from exhausting
+    // descriptors or the stack.
+    if (depth > 64)
+        return;
+    const int fd = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return;
+    }
+    while (const dirent *entry = ::readdir(dir)) {
+        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
+            continue;
+        struct stat status {};
+        if (::fstatat(::dirfd(dir), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        contents.newest = std::max(contents.newest, nanoseconds(status.st_mtim));
+        if (S_ISREG(status.st_mode))
+            contents.bytes += status.st_size;
+        else if (S_ISDIR(status.st_mode))
+            addContents(::dirfd(dir), entry->d_name, contents, depth + 1);
+    }
+    ::closedir(dir);
+}
+
 // What the conditions read of one file, each read at most once and only when asked.
 class FileFacts {
 public:
     explicit FileFacts(QString path) : path(std::move(path)) {}
 
-    // A folder has no size of its own: 0.
+    // A folder has no size of its own: 0. A package is one document to its user, so it weighs what its
+    // files weigh.
     qint64 size()
     {
         stat();
+        if (isPackage())
+            return package().bytes;
         return status && S_ISREG(status->st_mode) ? status->st_size : 0;
     }
-    // Nanoseconds since the epoch, so that "exactly so many days ago" compares exactly.
+    // Nanoseconds since the epoch, so that "exactly so many days ago" compares exactly. A package was last
+    // modified when anything inside it was: its own folder's date moves only when a name in it changes.
     std::optional<qint64> modifiedNanoseconds()
     {
         stat();
         if (!status)
             return std::nullopt;
-        return qint64(status->st_mtim.tv_sec) * 1'000'000'000 + status->st_mtim.tv_nsec;
+        const qint64 own = nanoseconds(status->st_mtim);
+        return isPackage() ? std::max(own, package().newest) : own;
     }
     const QStringList &tags()
     {
@@ -50,6 +101,15 @@ public:
     const QString &name() const { return fileName; }
 
 private:
+    bool isPackage() const { return status && S_ISDIR(status->st_mode) && Packages::isPackageName(fileName); }
+    const PackageContents &package()
+    {
+        if (!contents) {
+            contents.emplace();
+            addContents(AT_FDCWD, NativeNames::encode(path).constData(), *contents, 0);
+        }
+        return *contents;
+    }
     void stat()
     {
         if (statted)
@@ -64,6 +124,7 @@ private:
     QString fileName = nameOf(path);
     bool statted = false;
     std::optional<struct stat> status;
+    std::optional<PackageContents> contents;
     std::optional<QStringList> tagList;
     bool commentRead = false;
     std::optional<QString> commentText;

@@ -103,6 +103,24 @@ TEST(RuleEvaluator, AFolderHasNoSize)
     EXPECT_TRUE(RuleEvaluator::matches({M::sizeGreaterThan{-1}}, folder, now));
 }
 
+TEST(RuleEvaluator, APackageWeighsItsFilesAndDatesFromItsNewestChange)
+{
+    TestEnvironment env;
+    const QString package = env.makeFolder(QStringLiteral("Tool.app"));
+    setModified(env.makeFile(QStringLiteral("Tool.app/Contents/Info.plist"), QByteArray(3000, 'x')), now.addDays(-40));
+    const QString binary = env.makeFile(QStringLiteral("Tool.app/Contents/MacOS/tool"), QByteArray(2000, 'x'));
+    setModified(binary, now.addDays(-40));
+    setModified(env.path(QStringLiteral("Tool.app/Contents/MacOS")), now.addDays(-40));
+    setModified(env.path(QStringLiteral("Tool.app/Contents")), now.addDays(-40));
+    setModified(package, now.addDays(-40));
+    EXPECT_TRUE(RuleEvaluator::matches({M::sizeGreaterThan{4999}}, package, now));
+    EXPECT_FALSE(RuleEvaluator::matches({M::sizeGreaterThan{5000}}, package, now));
+    EXPECT_TRUE(RuleEvaluator::matches({M::modifiedOlderThanDays{30}}, package, now));
+    // A file changed deep inside makes the whole package recent, though no folder's date moved.
+    setModified(binary, now.addDays(-2));
+    EXPECT_FALSE(RuleEvaluator::matches({M::modifiedOlderThanDays{30}}, package, now));
+}
+
 TEST(RuleEvaluator, KeepsOnlyPatternsThatCompile)
 {
     auto &cache = RuleEvaluator::RegexCache::shared();
