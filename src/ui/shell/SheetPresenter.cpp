@@ -3,6 +3,7 @@
 #include "app/AppState.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
+#include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
 #include "ui/sheets/StitchSheetView.h"
 #include "ui/sheets/TextCommentToolsSheetView.h"
@@ -27,6 +28,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<StitchSession>([](StitchSession &session, AppState &app, QWidget *parent) {
         return new StitchSheetView(session, app.interaction(), parent);
+    });
+    addRow<RouteByConfigSession>([](RouteByConfigSession &session, AppState &, QWidget *parent) {
+        return new RouteByConfigSheetView(session, parent);
     });
 }
 
