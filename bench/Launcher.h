@@ -161,7 +161,7 @@ private:
 
 // Cold reads for every tool alike when allowed; otherwise at least nothing of the previous run is still
 // being written back while the next one is timed.
-bool dropCaches()
+[[maybe_unused]] bool dropCaches()
 {
     ::sync();
     QFile control(QStringLiteral("/proc/sys/vm/drop_caches"));
