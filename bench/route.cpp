@@ -236,6 +236,7 @@ int main(int argc, char *argv[])
                 .arg(vantrelPeak / 1024);
     text << QStringLiteral("find               %1 s\n").arg(findBest, 0, 'f', 3);
     const double ratio = vantrelBest / std::max(findBest, 1e-6);
-    text << QStringLiteral("vantrel / find %1× (goal ≤ 2×)%2\n").arg(ratio, 0, 'f', 2).arg(ratio <= 2 ? "" : "  MISSED");
+    text
+        << QStringLiteral("vantrel / find %1× (goal ≤ 2×)%2\n").arg(ratio, 0, 'f', 2).arg(ratio <= 2 ? "" : "  MISSED");
     return ratio <= 2 ? 0 : 1;
 }

@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -132,4 +136,32 @@ TEST(RuleEvaluator, KeepsOnlyPatternsThatCompile)
     EXPECT_EQ(cache.size(), before + 1);
     EXPECT_FALSE(cache.matches(pattern, QStringLiteral("again")));
     EXPECT_EQ(cache.size(), before + 1) << "a pattern is compiled once";
+}
+
+TEST(RuleEvaluator, SharesOneCacheAcrossThreadsAndCompilesEachPatternOnce)
+{
+    auto &cache = RuleEvaluator::RegexCache::shared();
+    const QString run = QUuid::createUuid().toString(QUuid::Id128);
+    // Twenty patterns that compile and one that never does, each asked for by every thread at once.
+    QStringList patterns;
+    for (int i = 0; i < 20; ++i)
+        patterns.append(QStringLiteral("^%1-%2\\.txt$").arg(run).arg(i));
+    patterns.append(QStringLiteral("(%1").arg(run));
+    const qsizetype before = cache.size();
+    std::atomic<int> wrong{0};
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 200; ++round) {
+                const int i = (round + t) % int(patterns.size());
+                const QString subject = QStringLiteral("%1-%2.txt").arg(run).arg(i);
+                const bool expected = i < 20;
+                if (cache.matches(patterns[i], subject) != expected)
+                    ++wrong;
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(cache.size(), before + 20);
 }
