@@ -84,7 +84,7 @@ bool makeTree(const QString &root, int files, const QDateTime &now)
         }
         const QByteArray path = QFile::encodeName(folder + QLatin1Char('/') + name);
         const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const qsizetype size = (i * 7919) % content.size();
+        const qsizetype size = (qsizetype(i) * 7919) % content.size();
         if (fd < 0 || ::write(fd, content.constData(), size_t(size)) != size || ::close(fd) != 0)
             return fail(QStringLiteral("can't write %1").arg(QString::fromLocal8Bit(path)));
         // A fifth of the files were last changed long ago, a few seconds off any whole day.
@@ -121,7 +121,7 @@ QStringList vantrelAnswer(const QString &file, const TransferProfile &profile)
     for (int i = 0; i < profile.rules.size(); ++i)
         index.insert(profile.rules[i].id.toString(QUuid::WithoutBraces).toUpper(), i);
     QStringList lines;
-    for (const QJsonValue &match : plan.value(QStringLiteral("matches")).toArray()) {
+    for (const auto &match : plan.value(QStringLiteral("matches")).toArray()) {
         const QJsonObject object = match.toObject();
         lines.append(QStringLiteral("%1 %2")
                          .arg(index.value(object.value(QStringLiteral("rule")).toString(), -1))

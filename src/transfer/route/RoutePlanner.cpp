@@ -97,7 +97,7 @@ QList<RoutePlanner::Leaf> RoutePlanner::expand(const QStringList &sources, std::
 
 QString RoutePlanner::expandedFolder(const QString &path)
 {
-    const QString home = Paths::home();
+    QString home = Paths::home();
     if (path == QLatin1String("~"))
         return home;
     if (path.startsWith(QLatin1String("~/")))
