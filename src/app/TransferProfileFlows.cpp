@@ -61,7 +61,7 @@ bool AppState::addTransferProfile(const TransferProfile &profile)
 std::optional<TransferProfile> AppState::importTransferProfile(const QString &path)
 {
     QString reason;
-    const std::optional<TransferProfile> imported = profileLibrary->importProfile(path, &reason);
+    std::optional<TransferProfile> imported = profileLibrary->importProfile(path, &reason);
     if (!imported) {
         showFailure(QStringLiteral("Couldn't import “%1”: %2").arg(shownName(path), reason));
         log->record(ActionReceipt::Kind::errorSwallow, importSource, std::nullopt, shownName(path), reason);

@@ -1,5 +1,6 @@
 #include "ui/pages/TransferProfilesPage.h"
 #include "AppTestEnvironment.h"
+#include "platform/NativeNames.h"
 #include "transfer/rules/TransferProfileCodec.h"
 #include "ui/shell/MainWindow.h"
 #include "ui/widgets/TransferRulesEditor.h"
@@ -15,9 +16,13 @@
 #include <QListWidget>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -25,6 +30,15 @@ QByteArray bytesOf(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
+}
+
+bool writeRaw(const QByteArray &path, const QByteArray &content)
+{
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    const bool written = fd >= 0 && ::write(fd, content.constData(), size_t(content.size())) == content.size();
+    if (fd >= 0)
+        ::close(fd);
+    return written;
 }
 
 QString fileOf(AppState &state, const QUuid &id)
@@ -344,7 +358,11 @@ private slots:
         window.show();
         TransferProfile shared = TransferProfileStore::newProfile();
         shared.name = QStringLiteral("Dropped");
-        const QString file = env.makeFile(QStringLiteral("d.vantreltransfer"), TransferProfileCodec::encode(shared));
+        // Named in Latin-1, as an old disk leaves it: the drop carries the name's own bytes.
+        const QByteArray rawPath = env.home().toUtf8() + QByteArray("/d\xE9.vantreltransfer");
+        QVERIFY(writeRaw(rawPath, TransferProfileCodec::encode(shared)));
+        // The temporary home is removed through QDir, which can't name this file.
+        const auto removeRaw = qScopeGuard([&rawPath] { ::unlink(rawPath.constData()); });
 
         QMimeData other;
         other.setUrls({QUrl::fromLocalFile(env.makeFile(QStringLiteral("notes.txt"), "x"))});
@@ -353,7 +371,7 @@ private slots:
         QVERIFY(!refused.isAccepted());
 
         QMimeData data;
-        data.setUrls({QUrl::fromLocalFile(file)});
+        data.setUrls({QUrl(NativeNames::fileURL(NativeNames::decode(rawPath)))});
         QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(&window, &enter);
         QVERIFY(enter.isAccepted());
@@ -366,6 +384,7 @@ private slots:
         auto *page = qobject_cast<TransferProfilesPage *>(window.currentScreen());
         QVERIFY(page);
         QCOMPARE(page->nameField()->text(), QStringLiteral("Dropped"));
+        QCOMPARE(state->packBanner()->message, QStringLiteral("Imported “Dropped” from d\\xE9.vantreltransfer."));
     }
 
     void exportWritesAFileThatDecodes()

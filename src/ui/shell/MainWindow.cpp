@@ -1,6 +1,7 @@
 #include "ui/shell/MainWindow.h"
 #include "ui/widgets/Typography.h"
 
+#include "platform/NativeNames.h"
 #include "ui/pages/CategoriesPage.h"
 #include "ui/pages/DashboardPage.h"
 #include "ui/pages/QuickActionsPage.h"
@@ -42,8 +43,13 @@ QStringList profileFiles(const QMimeData *data)
     if (!data || !data->hasUrls())
         return files;
     for (const QUrl &url : data->urls()) {
-        if (url.isLocalFile() && QFileInfo(url.toLocalFile()).suffix() == QLatin1String("vantreltransfer"))
-            files.append(url.toLocalFile());
+        if (!url.isLocalFile())
+            continue;
+        // The path's own bytes: a name that isn't UTF-8 arrives percent-encoded and is kept as it is.
+        const QString path =
+            NativeNames::decode(QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()));
+        if (QFileInfo(path).suffix() == QLatin1String("vantreltransfer"))
+            files.append(path);
     }
     return files;
 }
