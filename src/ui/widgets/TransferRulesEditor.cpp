@@ -42,6 +42,8 @@ TransferRulesEditor::TransferRulesEditor(Interaction &interaction, QWidget *pare
     auto *addRule = new QPushButton(QStringLiteral("Add Rule"), this);
     addRule->setObjectName(QStringLiteral("addRule"));
     layout->addWidget(addRule, 0, Qt::AlignLeft);
+    // Extra height goes below the cards, so a short profile's cards keep their natural size.
+    layout->addStretch(1);
     connect(addRule, &QPushButton::clicked, this,
             [this] { change([](TransferProfile &p) { p.rules.append(RuleEditing::newRule()); }, true); });
     rebuild();

@@ -167,8 +167,6 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(RuleEditing, APlainConditionListsAsOneUnderAll)
 {
     EXPECT_EQ(conditionsOf(pdf), (Conditions{Joining::all, {pdf}}));
-    EXPECT_EQ(addConditionLabel(Joining::any), QStringLiteral("OR another condition"));
-    EXPECT_EQ(addConditionLabel(Joining::all), QStringLiteral("AND another condition"));
 }
 
 namespace {
@@ -204,13 +202,6 @@ INSTANTIATE_TEST_SUITE_P(
                     FolderCase{"TheHomeFurtherInIsNotTheHome", "/mnt/home/ann/x", "/home/ann", "/mnt/home/ann/x"},
                     FolderCase{"ARootHomeChangesNothing", "/srv/files", "/", "/srv/files"}),
     [](const testing::TestParamInfo<FolderCase> &info) { return std::string(info.param.name); });
-
-TEST(RuleEditing, TheHeaderCountsRules)
-{
-    EXPECT_EQ(rulesHeader(0), QStringLiteral("0 rules · evaluated in order"));
-    EXPECT_EQ(rulesHeader(1), QStringLiteral("1 rule · evaluated in order"));
-    EXPECT_EQ(rulesHeader(12), QStringLiteral("12 rules · evaluated in order"));
-}
 
 TEST(RuleEditing, ActionsKeepTheirPathAcrossMoveAndCopy)
 {
