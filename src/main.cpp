@@ -2,6 +2,7 @@
 #include "cli/OpenCommand.h"
 #include "cli/QuickActionsCommand.h"
 #include "cli/ServiceCommand.h"
+#include "cli/TransferProfilesCommand.h"
 #include "platform/DesktopRegistration.h"
 #include "platform/InstanceChannel.h"
 #include "platform/NativeNames.h"
@@ -31,6 +32,8 @@ const char *const usage = R"(Usage:
           [--yes|--answers FILE] [--json]   install, check, repair or remove Vantrel's Quick Actions
   vantrel quick-actions backups (list|save BUNDLE|restore NAME|delete NAME) [--json]
                                             list, take, restore or trash copies of Quick Actions
+  vantrel transfer-profiles (list | import FILE | export ID FILE | delete ID) [--json]
+                                            list, import, export or delete transfer profiles
   vantrel service NAME -- FILE…             perform the installed Quick Action of that menu name on the files
   vantrel register-desktop                  register the vantrel:// handler and the pack file type
 )";
@@ -125,6 +128,12 @@ int main(int argc, char **argv)
         QTextStream out(stdout);
         QTextStream err(stderr);
         return QuickActionsCommand::run(rest, out, err);
+    }
+    if (command == QLatin1String("transfer-profiles")) {
+        QCoreApplication app(argc, argv);
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return TransferProfilesCommand::run(rest, out, err);
     }
     if (command == QLatin1String("service")) {
         QCoreApplication app(argc, argv);

@@ -89,6 +89,7 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
     categoryLibrary->setDiagnosticLog(log.get());
     templateLibrary->setDiagnosticLog(log.get());
     profileLibrary = std::make_unique<TransferProfileStore>(log.get());
+    followTransferProfiles();
     log->record(
         ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
         QStringLiteral("categories=%1 templates=%2").arg(categoryList.size()).arg(templateLibrary->templates().size()));

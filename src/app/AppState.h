@@ -189,6 +189,19 @@ public:
     void exportCategoriesToDisk();
     void importCategoriesFromDisk();
     void resetCategoriesConfirmed();
+    // The transfer profiles' flows: the selected profile, and the file flows, which end in a banner and a
+    // receipt. A profile that comes in (new, duplicated, imported) is selected.
+    std::optional<QUuid> transferProfileSelection() const { return profileSelection; }
+    void setTransferProfileSelection(std::optional<QUuid> id);
+    std::optional<TransferProfile> transferProfile(const QUuid &id) const;
+    // Saves and selects a profile that isn't in the library yet; false, with the banner, when it couldn't.
+    bool addTransferProfile(const TransferProfile &profile);
+    std::optional<TransferProfile> importTransferProfile(const QString &path);
+    void importTransferProfileFromDisk();
+    bool exportTransferProfile(const QUuid &id, const QString &path);
+    void exportTransferProfileToDisk(const QUuid &id);
+    // Asks "Delete "{name}"?" first; false when the answer was Cancel or the file couldn't go.
+    bool deleteTransferProfile(const QUuid &id);
     // The one write of both tagging sheets: the tags join each target's comment
     // as tokens. Clears both tagging contexts and sets the banner.
     void applyTags(const QStringList &tags, const QStringList &targets);
@@ -204,6 +217,7 @@ signals:
     void contextsChanged();
     void categoriesChanged();
     void categoryEditorSelectionChanged();
+    void transferProfileSelectionChanged();
     // A URL asked for the application to come to the front.
     void activationRequested();
 
@@ -211,6 +225,7 @@ private:
     // Puts `next` into `slot`: the session there before goes, and a session that closes leaves it.
     template <typename S> void install(QPointer<S> &slot, S *next);
     void closeTaggingSheets();
+    void followTransferProfiles();
 
     Defaults &userDefaults;
     Interaction &asker;
@@ -227,6 +242,7 @@ private:
     std::unique_ptr<TransferProfileStore> profileLibrary;
     QList<Category> categoryList;
     std::optional<QUuid> editorSelection;
+    std::optional<QUuid> profileSelection;
 
     HealthStatus health = unknown{};
     std::optional<QDateTime> lastCheck;

@@ -1,23 +1,22 @@
 #include "transfer/rules/TransferProfileStore.h"
 
 #include "foundation/diagnostics/DiagnosticLog.h"
+#include "platform/AtomicFile.h"
 #include "platform/Paths.h"
 #include "platform/RegularFile.h"
 #include "transfer/rules/TransferProfileCodec.h"
 
 #include <QDir>
-#include <QSaveFile>
 
 #include <algorithm>
 
 namespace {
 
+// Through AtomicFile: a full disk leaves the older file whole and no partial behind, and a path whose
+// name isn't UTF-8 is written under its own bytes.
 std::optional<QString> writeFile(const QString &path, const QByteArray &bytes)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        return file.errorString();
-    return std::nullopt;
+    return AtomicFile::writeWhole(path, bytes);
 }
 
 QDateTime nowToTheSecond()

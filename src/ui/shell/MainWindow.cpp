@@ -1,16 +1,22 @@
 #include "ui/shell/MainWindow.h"
 #include "ui/widgets/Typography.h"
 
+#include "platform/NativeNames.h"
 #include "ui/pages/CategoriesPage.h"
 #include "ui/pages/DashboardPage.h"
 #include "ui/pages/QuickActionsPage.h"
+#include "ui/pages/TransferProfilesPage.h"
 #include "ui/pages/WorkflowResultsView.h"
 #include "ui/widgets/BannerView.h"
 #include "ui/widgets/ScanProgressCard.h"
 #include "ui/widgets/Symbols.h"
 
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileInfo>
 #include <QLabel>
 #include <QListWidget>
+#include <QMimeData>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -28,6 +34,24 @@ QWidget *comingScreen(const QString &title, const QString &text, QWidget *parent
     layout->addWidget(body);
     layout->addStretch(1);
     return page;
+}
+
+// The profile files among what is being dragged: local files whose extension is the profile's.
+QStringList profileFiles(const QMimeData *data)
+{
+    QStringList files;
+    if (!data || !data->hasUrls())
+        return files;
+    for (const QUrl &url : data->urls()) {
+        if (!url.isLocalFile())
+            continue;
+        // The path's own bytes: a name that isn't UTF-8 arrives percent-encoded and is kept as it is.
+        const QString path =
+            NativeNames::decode(QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()));
+        if (QFileInfo(path).suffix() == QLatin1String("vantreltransfer"))
+            files.append(path);
+    }
+    return files;
 }
 
 QWidget *sidebarPanel(QListWidget *list, QWidget *parent)
@@ -88,6 +112,7 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
       progress(new ScanProgressCard(appState.scanState(), this)), sheets(new SheetPresenter(appState, *this))
 {
     setWindowTitle(QStringLiteral("Vantrel"));
+    setAcceptDrops(true);
     resize(1040, 700);
 
     destinations->setObjectName(QStringLiteral("sidebar"));
@@ -99,8 +124,7 @@ MainWindow::MainWindow(AppState &appState, QWidget *parent)
     screens->addWidget(new CategoriesPage(appState, screens));
     screens->addWidget(comingScreen(QStringLiteral("Automation Packs"),
                                     QStringLiteral("Signed packs that add Quick Actions and categories."), screens));
-    screens->addWidget(comingScreen(QStringLiteral("Transfer Profiles"),
-                                    QStringLiteral("Saved routing rules for copies and moves."), screens));
+    screens->addWidget(new TransferProfilesPage(appState, screens));
     screens->addWidget(comingScreen(QStringLiteral("Settings"),
                                     QStringLiteral("General, Quick Actions, Categories, Privacy and Support."),
                                     screens));
@@ -141,6 +165,24 @@ void MainWindow::showAndRaise()
     setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
     raise();
     activateWindow();
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (!profileFiles(event->mimeData()).isEmpty())
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent *event)
+{
+    const QStringList files = profileFiles(event->mimeData());
+    if (files.isEmpty() || !state)
+        return;
+    event->acceptProposedAction();
+    // The screen comes to the front, so the imported profile is seen selected, or the banner says why not.
+    state->setSelection(AppState::Destination::transferProfiles);
+    for (const QString &file : files)
+        state->importTransferProfile(file);
 }
 
 void MainWindow::followSelection()

@@ -33,6 +33,11 @@ public:
     template <typename View> View *sheet() const { return sheets->find<View>(); }
     void showAndRaise();
 
+protected:
+    // A .vantreltransfer file dropped anywhere on the window is imported into the profile library.
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+
 private:
     void followSelection();
     void presentReport();
