@@ -92,9 +92,11 @@ private slots:
         click(part<QPushButton>(sheet, "buildRulesButton"));
         QVERIFY(std::holds_alternative<RouteByConfigSession::editingAdHoc>(state->routeByConfigSession()->phase()));
 
-        TransferProfile rules = state->routeByConfigSession()->workingProfile();
-        rules.rules = TransferProfileStore::newProfile().rules;
-        state->routeByConfigSession()->setWorkingProfile(rules);
+        QVERIFY(!sheet->applyButton()->isEnabled());
+        click(part<QPushButton>(sheet, "addRule"));
+        QCOMPARE(state->routeByConfigSession()->workingProfile().rules.size(), 1);
+        QCOMPARE(part<QLabel>(sheet, "rulesHeader")->text(), QStringLiteral("1 rule · evaluated in order"));
+        QVERIFY(sheet->applyButton()->isEnabled());
         click(sheet->applyButton());
         QTRY_COMPARE(text(sheet, "blockedMessage"), QStringLiteral("No files in the selection."));
         click(part<QPushButton>(sheet, "blockedBackButton"));

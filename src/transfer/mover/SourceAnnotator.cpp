@@ -5,6 +5,7 @@
 #include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "platform/Trash.h"
+#include "transfer/rules/RuleEditing.h"
 
 #include <QJsonArray>
 #include <QLocale>
@@ -43,8 +44,7 @@ QJsonObject SourceAnnotator::toJson(const Summary &summary)
 
 QString SourceAnnotator::withHomeAsTilde(const QString &path)
 {
-    QString shown = path;
-    return shown.replace(Paths::home(), QStringLiteral("~"));
+    return RuleEditing::folderAsTyped(path, Paths::home());
 }
 
 QString SourceAnnotator::defaultFormat()

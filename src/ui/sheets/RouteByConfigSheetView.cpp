@@ -6,6 +6,7 @@
 #include "platform/Paths.h"
 #include "transfer/route/RoutePlanner.h"
 #include "transfer/route/RouteRunner.h"
+#include "ui/widgets/TransferRulesEditor.h"
 #include "ui/widgets/Typography.h"
 
 #include <QHBoxLayout>
@@ -14,6 +15,7 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QStackedWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -63,8 +65,9 @@ QString fileName(const QString &path)
 
 } // namespace
 
-RouteByConfigSheetView::RouteByConfigSheetView(RouteByConfigSession &route, QWidget *parent)
-    : SheetDialog(QStringLiteral("Route by Config"), parent), session(&route), pages(new QStackedWidget(this))
+RouteByConfigSheetView::RouteByConfigSheetView(RouteByConfigSession &route, Interaction &interaction, QWidget *parent)
+    : SheetDialog(QStringLiteral("Route by Config"), parent), session(&route), pages(new QStackedWidget(this)),
+      rulesEditor(new TransferRulesEditor(interaction, this))
 {
     setMinimumSize(620, 460);
     pages->addWidget(makePickingPage());
@@ -111,9 +114,17 @@ QWidget *RouteByConfigSheetView::makeAdHocPage()
     auto *page = new QWidget(pages);
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(new QLabel(QStringLiteral("Rules for this selection only. They are not saved."), page));
+    auto *scroll = new QScrollArea(page);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidget(rulesEditor);
+    layout->addWidget(scroll, 1);
     auto *back = button(QStringLiteral("Back"), "adHocBackButton", page);
-    layout->addStretch(1);
     layout->addWidget(back, 0, Qt::AlignLeft);
+    connect(rulesEditor, &TransferRulesEditor::edited, this, [this] {
+        if (session)
+            session->setWorkingProfile(rulesEditor->profile());
+    });
     connect(back, &QPushButton::clicked, this, [this] {
         if (session)
             session->back();
@@ -304,6 +315,9 @@ void RouteByConfigSheetView::refresh()
         applyButton()->setEnabled(!session->isPlanning() && profiles->currentRow() >= 0);
     } else if (std::holds_alternative<RouteByConfigSession::editingAdHoc>(phase)) {
         pages->setCurrentIndex(adHoc);
+        // The editor keeps its own copy while the user types; it is given the session's only when they differ.
+        if (rulesEditor->profile() != session->workingProfile())
+            rulesEditor->setProfile(session->workingProfile());
         applyButton()->setText(session->isPlanning() ? QStringLiteral("Planning…") : QStringLiteral("Preview routing"));
         applyButton()->setEnabled(!session->isPlanning() && !session->workingProfile().rules.isEmpty());
     } else if (const auto *shown = std::get_if<RouteByConfigSession::previewingPlan>(&phase)) {

@@ -5,6 +5,7 @@
 
 #include <QPointer>
 
+class Interaction;
 class QLabel;
 class QListWidget;
 class QProgressBar;
@@ -17,7 +18,7 @@ class TransferRulesEditor;
 class RouteByConfigSheetView : public SheetDialog {
     Q_OBJECT
 public:
-    explicit RouteByConfigSheetView(RouteByConfigSession &session, QWidget *parent = nullptr);
+    RouteByConfigSheetView(RouteByConfigSession &session, Interaction &interaction, QWidget *parent = nullptr);
 
     RouteByConfigSession *model() const { return session; }
 

@@ -29,8 +29,8 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     addRow<StitchSession>([](StitchSession &session, AppState &app, QWidget *parent) {
         return new StitchSheetView(session, app.interaction(), parent);
     });
-    addRow<RouteByConfigSession>([](RouteByConfigSession &session, AppState &, QWidget *parent) {
-        return new RouteByConfigSheetView(session, parent);
+    addRow<RouteByConfigSession>([](RouteByConfigSession &session, AppState &app, QWidget *parent) {
+        return new RouteByConfigSheetView(session, app.interaction(), parent);
     });
 }
 

@@ -81,6 +81,11 @@ TEST(SourceAnnotator, RendersTheHomeAsTildeAndAnEmptyFormatAsTheDefault)
               QStringLiteral("[Copied to ~/Backups on 2026-03-04]"));
     EXPECT_EQ(SourceAnnotator::render(QStringLiteral("{dest}|{dest}|{date}"), QStringLiteral("/mnt/x"), day),
               QStringLiteral("/mnt/x|/mnt/x|2026-03-04"));
+    // Only the whole home folder is "~": a neighbour whose name begins like it is left as it is.
+    EXPECT_EQ(SourceAnnotator::withHomeAsTilde(Paths::home() + QStringLiteral("2/x")),
+              Paths::home() + QStringLiteral("2/x"));
+    EXPECT_EQ(SourceAnnotator::withHomeAsTilde(QStringLiteral("/mnt") + Paths::home()),
+              QStringLiteral("/mnt") + Paths::home());
 }
 
 TEST(SourceAnnotator, CommentsAndTrashesOnlyWhatWasCopied)
