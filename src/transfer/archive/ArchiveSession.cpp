@@ -192,7 +192,7 @@ void ArchiveSession::setCommentTemplate(const QString &value)
 
 QString ArchiveSession::archiveFileName() const
 {
-    const QString name = baseName.trimmed();
+    QString name = baseName.trimmed();
     const QString extension = QLatin1Char('.') + fileExtension(chosenFormat);
     if (name.endsWith(extension, Qt::CaseInsensitive))
         return name;
@@ -294,7 +294,7 @@ QStringList ArchiveSession::describe() const
     QStringList lines{QStringLiteral("Archive: %1").arg(archiveFileName()), estimateText()};
     if (const QJsonObject line = command(); !line.isEmpty()) {
         QStringList words{line.value(QStringLiteral("program")).toString()};
-        for (const QJsonValue &word : line.value(QStringLiteral("arguments")).toArray())
+        for (const auto &word : line.value(QStringLiteral("arguments")).toArray())
             words.append(word.toString());
         lines.append(QStringLiteral("Command (in %1): %2")
                          .arg(line.value(QStringLiteral("workingDirectory")).toString(), words.join(QLatin1Char(' '))));

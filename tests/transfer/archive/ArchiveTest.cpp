@@ -198,6 +198,17 @@ TEST_P(EachFormat, AnOldArchiveIsReplacedNotAddedTo)
     EXPECT_TRUE(leftovers(env.home()).isEmpty());
 }
 
+TEST_P(EachFormat, AnArchiveSavedInsideItsSourceLeavesItselfOut)
+{
+    TestEnvironment env;
+    env.makeFile(QStringLiteral("Project/main.c"), "int main;");
+    const QString project = env.path(QStringLiteral("Project"));
+    const QString archive = project + QStringLiteral("/Project.") + fileExtension(GetParam());
+    const auto result = ArchiveRunner::run(GetParam(), {project}, archive, 9, 1, {});
+    ASSERT_FALSE(result.failed) << result.errorMessage.value_or(QString()).toStdString();
+    EXPECT_EQ(entriesOf(GetParam(), archive), (QStringList{"Project/", "Project/main.c"}));
+}
+
 TEST_P(EachFormat, CancellingLeavesNothingAtThePathAndNoTemporary)
 {
     TestEnvironment env;
