@@ -11,6 +11,7 @@
 #include "platform/ServicesRegistry.h"
 #include "quickactions/InstalledBundles.h"
 #include "scan/TidyPlan.h"
+#include "transfer/archive/ArchiveSession.h"
 #include "transfer/stitch/StitchSession.h"
 
 #include <algorithm>
@@ -271,11 +272,16 @@ void AppState::setStitchSession(StitchSession *session)
     install(stitch, session);
 }
 
+void AppState::setArchiveSession(ArchiveSession *session)
+{
+    install(archive, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
     for (Session *session :
-         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch}) {
+         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, archive}) {
         if (session)
             open.append(session);
     }

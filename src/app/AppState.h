@@ -13,6 +13,7 @@
 #include "quickactions/IntegrityReport.h"
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
+#include "transfer/archive/ArchiveSession.h"
 #include "transfer/rules/TransferProfileStore.h"
 #include "transfer/stitch/StitchSession.h"
 
@@ -149,6 +150,8 @@ public:
     // Sessions: the state owns the one on show; a new one replaces it, none closes the sheet.
     StitchSession *stitchSession() const { return stitch; }
     void setStitchSession(StitchSession *session);
+    ArchiveSession *archiveSession() const { return archive; }
+    void setArchiveSession(ArchiveSession *session);
 
     // Every sheet model and session on show, in the order of the slots above.
     QList<Session *> sessions() const;
@@ -240,4 +243,5 @@ private:
     QPointer<TextCommentToolsSheet> textTools;
     QPointer<CommentTemplatePickerSheet> templatePicker;
     QPointer<StitchSession> stitch;
+    QPointer<ArchiveSession> archive;
 };
