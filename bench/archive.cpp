@@ -32,7 +32,7 @@
 namespace {
 
 constexpr const char *bench = "bench_archive";
-constexpr qint64 MB = 1000 * 1000;
+constexpr qint64 MB = qint64(1000) * 1000;
 
 QByteArray randomBytes(std::mt19937_64 &random, qint64 size)
 {

@@ -11,6 +11,9 @@
 #include <QProcess>
 #include <QStringDecoder>
 
+#include <algorithm>
+#include <vector>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -203,15 +206,31 @@ Result ArchiveRunner::run(ArchiveFormat format, const QStringList &sources, cons
     const QString partial = holding.path() + QStringLiteral("/archive.") + fileExtension(format);
 
     QProcess process;
-    process.setProgram(toolPath(format));
-    process.setArguments(arguments(format, sources, partial));
+    const QString program = toolPath(format);
+    const QStringList words = arguments(format, sources, partial);
     const QString parent = commonParent(sources);
-    if (NativeNames::hasRawBytes(parent)) {
-        // QProcess would pass the folder's name as UTF-8 and miss it; the child goes there by its bytes.
-        const QByteArray bytes = NativeNames::encode(parent);
-        process.setChildProcessModifier([bytes] {
-            if (::chdir(bytes.constData()) != 0)
-                ::_exit(127);
+    process.setProgram(program);
+    process.setArguments(words);
+    // QProcess hands names to the child as UTF-8, so a name that isn't (a Latin-1 folder from an old disk)
+    // would reach the tool changed. Such a run starts the tool itself, right after the fork, with the
+    // names' own bytes; all of it is made here, so the child only changes folder and executes.
+    std::vector<QByteArray> raw;
+    std::vector<char *> argv;
+    QByteArray folderBytes = NativeNames::encode(parent);
+    const bool needsBytes =
+        NativeNames::hasRawBytes(parent) ||
+        std::any_of(words.cbegin(), words.cend(), [](const QString &word) { return NativeNames::hasRawBytes(word); });
+    if (needsBytes) {
+        raw.push_back(NativeNames::encode(program));
+        for (const QString &word : words)
+            raw.push_back(NativeNames::encode(word));
+        for (QByteArray &bytes : raw)
+            argv.push_back(bytes.data());
+        argv.push_back(nullptr);
+        process.setChildProcessModifier([&folderBytes, &argv] {
+            if (::chdir(folderBytes.constData()) == 0)
+                ::execv(argv.front(), argv.data());
+            ::_exit(127);
         });
     } else {
         process.setWorkingDirectory(parent);

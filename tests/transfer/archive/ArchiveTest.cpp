@@ -3,6 +3,7 @@
 
 #include "TestEnvironment.h"
 #include "platform/AtomicFile.h"
+#include "platform/NativeNames.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -10,12 +11,15 @@
 #include <QProcess>
 #include <QRandomGenerator>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 namespace {
 
-constexpr qint64 MB = 1000 * 1000;
+constexpr qint64 MB = qint64(1000) * 1000;
 
 QByteArray noise(qint64 size)
 {
@@ -80,6 +84,15 @@ struct ToolSwap {
     ToolSwap(const ToolSwap &) = delete;
     ToolSwap &operator=(const ToolSwap &) = delete;
 };
+
+} // namespace
+
+void PrintTo(ArchiveFormat format, std::ostream *os)
+{
+    *os << toString(format).toStdString();
+}
+
+namespace {
 
 class EachFormat : public testing::TestWithParam<ArchiveFormat> {};
 
@@ -207,6 +220,38 @@ TEST_P(EachFormat, AnArchiveSavedInsideItsSourceLeavesItselfOut)
     const auto result = ArchiveRunner::run(GetParam(), {project}, archive, 9, 1, {});
     ASSERT_FALSE(result.failed) << result.errorMessage.value_or(QString()).toStdString();
     EXPECT_EQ(entriesOf(GetParam(), archive), (QStringList{"Project/", "Project/main.c"}));
+}
+
+TEST_P(EachFormat, NamesThatArentUtf8ArePackedByTheirBytes)
+{
+    TestEnvironment env;
+    // "café" in Latin-1, for the folder selected and for the folder it lies in.
+    const QString latin = NativeNames::decode("caf\xe9");
+    const QString folder = env.path(latin + QStringLiteral("/") + latin);
+    ASSERT_EQ(::mkdir(NativeNames::encode(env.path(latin)).constData(), 0755), 0);
+    ASSERT_EQ(::mkdir(NativeNames::encode(folder).constData(), 0755), 0);
+    const QByteArray inside = NativeNames::encode(folder) + "/note.txt";
+    const int fd = ::open(inside.constData(), O_WRONLY | O_CREAT, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, "hi", 2), 2);
+    ::close(fd);
+    const QString archive = env.path(latin + QStringLiteral("/out.") + fileExtension(GetParam()));
+    const auto result = ArchiveRunner::run(GetParam(), {folder}, archive, 2, 1, {});
+    ASSERT_FALSE(result.failed) << result.errorMessage.value_or(QString()).toStdString();
+    // Read back from a plain name, which the listing tool can be given.
+    const QString plain = env.path(QStringLiteral("plain.") + fileExtension(GetParam()));
+    ASSERT_EQ(::rename(NativeNames::encode(archive).constData(), NativeNames::encode(plain).constData()), 0);
+    // tar lists such a name escaped ("caf\351") unless told to print it as it is stored.
+    QProcess list;
+    if (GetParam() == ArchiveFormat::zip)
+        list.start(QStringLiteral("unzip"), {QStringLiteral("-Z1"), plain});
+    else
+        list.start(QStringLiteral("tar"), {QStringLiteral("--quoting-style=literal"), QStringLiteral("-tzf"), plain});
+    ASSERT_TRUE(list.waitForFinished(60000));
+    QList<QByteArray> entries = list.readAllStandardOutput().split('\n');
+    entries.removeAll(QByteArray());
+    std::sort(entries.begin(), entries.end());
+    EXPECT_EQ(entries, (QList<QByteArray>{"caf\xe9/", "caf\xe9/note.txt"}));
 }
 
 TEST_P(EachFormat, CancellingLeavesNothingAtThePathAndNoTemporary)
