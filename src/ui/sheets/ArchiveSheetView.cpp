@@ -145,6 +145,7 @@ ArchiveSheetView::ArchiveSheetView(ArchiveSession &archive, Interaction &interac
     pages->addWidget(progress);
     pages->addWidget(finished);
     content()->addWidget(pages, 1);
+    // A button's label reads "&&" as "&": one alone would mark the next letter as its shortcut.
     applyAndFinder->setObjectName(QStringLiteral("applyAndFinder"));
     showInFinder->setObjectName(QStringLiteral("showInFinder"));
     footer()->addWidget(showInFinder);
