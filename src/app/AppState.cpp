@@ -11,6 +11,7 @@
 #include "platform/ServicesRegistry.h"
 #include "quickactions/InstalledBundles.h"
 #include "scan/TidyPlan.h"
+#include "transfer/archive/ArchiveSession.h"
 #include "transfer/stitch/StitchSession.h"
 
 #include <algorithm>
@@ -277,11 +278,16 @@ void AppState::setRouteByConfigSession(RouteByConfigSession *session)
     install(routeByConfig, session);
 }
 
+void AppState::setArchiveSession(ArchiveSession *session)
+{
+    install(archive, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
     for (Session *session : std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker,
-                                                             stitch, routeByConfig}) {
+                                                             stitch, routeByConfig, archive}) {
         if (session)
             open.append(session);
     }

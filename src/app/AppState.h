@@ -13,6 +13,7 @@
 #include "quickactions/IntegrityReport.h"
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
+#include "transfer/archive/ArchiveSession.h"
 #include "transfer/route/RouteByConfigSession.h"
 #include "transfer/rules/TransferProfileStore.h"
 #include "transfer/stitch/StitchSession.h"
@@ -152,6 +153,8 @@ public:
     void setStitchSession(StitchSession *session);
     RouteByConfigSession *routeByConfigSession() const { return routeByConfig; }
     void setRouteByConfigSession(RouteByConfigSession *session);
+    ArchiveSession *archiveSession() const { return archive; }
+    void setArchiveSession(ArchiveSession *session);
 
     // Every sheet model and session on show, in the order of the slots above.
     QList<Session *> sessions() const;
@@ -260,4 +263,5 @@ private:
     QPointer<CommentTemplatePickerSheet> templatePicker;
     QPointer<StitchSession> stitch;
     QPointer<RouteByConfigSession> routeByConfig;
+    QPointer<ArchiveSession> archive;
 };

@@ -6,6 +6,7 @@
 #include "metadata/SpotlightRefresher.h"
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
+#include "transfer/archive/ArchiveSession.h"
 #include "transfer/mover/SmartMoverHandler.h"
 #include "transfer/stitch/StitchSession.h"
 
@@ -137,7 +138,16 @@ QList<WorkflowTable::Row> buildRows()
         row("route-by-config", routeByConfig, "Pick a folder. Your routing rules will be applied to its contents."),
         row("multi-compress", needsSelection(QStringLiteral("multi-compress"),
                                              "Multi-Compress needs at least one selected file or folder.")),
-        row("archive-handler", interim("archive-handler"), "Pick the files you want to compress into an archive."),
+        row(
+            "archive-handler",
+            [](AppState &state, const QStringList &paths) {
+                if (paths.isEmpty()) {
+                    state.showFailure(QStringLiteral("Archive Handler needs at least one selected file or folder."));
+                    return;
+                }
+                state.setArchiveSession(new ArchiveSession(state, paths));
+            },
+            "Pick the files you want to compress into an archive."),
         row("stitch-files", stitch),
         // Projects and git.
         row("project-snapshot", interim("project-snapshot"), "Pick the project folder you want to snapshot."),

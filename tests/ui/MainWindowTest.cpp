@@ -104,7 +104,9 @@ private slots:
         QCOMPARE(asked.message, QStringLiteral("Pick the files you want to compress into an archive."));
         QCOMPARE(asked.prompt, QStringLiteral("Run"));
         QVERIFY(asked.canChooseFiles && !asked.canChooseDirectories && asked.allowsMultipleSelection);
-        QCOMPARE(state->packBanner()->message, QStringLiteral("Archive Handler isn't available yet."));
+        QVERIFY(state->archiveSession());
+        QCOMPARE(state->archiveSession()->sources(), QStringList{env.path(QStringLiteral("a.txt"))});
+        state->archiveSession()->close();
 
         state->refreshStatuses();
         QCOMPARE(table->item(0, 1)->text(), QStringLiteral("missing"));

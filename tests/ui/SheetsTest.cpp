@@ -1,5 +1,6 @@
 #include "AppTestEnvironment.h"
 #include "metadata/FinderMetadata.h"
+#include "ui/sheets/ArchiveSheetView.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
@@ -330,6 +331,73 @@ private slots:
         click(sheet->applyButton());
         QVERIFY(!state->stitchSession());
         QTRY_VERIFY(!window.sheet<StitchSheetView>());
+    }
+
+    void archiveEstimatesRunsAndAppliesTheToggles()
+    {
+        AppTestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        const QStringList files{env.makeFile(QStringLiteral("Trip/notes.txt"), QByteArray(8000, 'n')),
+                                env.makeFile(QStringLiteral("Trip/photo.jpg"), QByteArray(2000, 'j'))};
+        state->runWorkflow(QStringLiteral("archive-handler"), files);
+        ArchiveSheetView *sheet = window.sheet<ArchiveSheetView>();
+        QVERIFY(sheet && sheet->isVisible());
+        QCOMPARE(text(sheet, "estimateLabel"), QStringLiteral("Expected size · ~4 KB"));
+        QVERIFY(!sheet->applyButton()->isEnabled());
+
+        auto *tarGz = part<QRadioButton>(sheet, "tarGzFormat");
+        QTest::mouseClick(tarGz, Qt::LeftButton, {}, QPoint(8, tarGz->height() / 2));
+        QVERIFY(state->archiveSession()->format() == ArchiveFormat::tarGz);
+        env.interaction().setDestination(env.makeFolder(QStringLiteral("out")));
+        click(part<QPushButton>(sheet, "chooseDestination"));
+        QCOMPARE(env.interaction().askedPanels().last().title, QStringLiteral("Where should the archive go?"));
+        QCOMPARE(env.interaction().askedPanels().last().message,
+                 QStringLiteral("Pick a folder for the new TAR.GZ archive."));
+        auto *nameField = part<QLineEdit>(sheet, "nameField");
+        nameField->setFocus();
+        QTest::keyClick(nameField, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(nameField, Qt::Key_Backspace);
+        QVERIFY(!sheet->applyButton()->isEnabled());
+        QTest::keyClicks(nameField, QStringLiteral("trip"));
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Create archive"));
+        click(sheet->applyButton());
+        QTRY_VERIFY(text(sheet, "summaryLabel").contains(QStringLiteral("Source files: 2")));
+        QVERIFY(text(sheet, "summaryLabel").contains(QStringLiteral("Source size: 10 KB")));
+        QVERIFY(part<QCheckBox>(sheet, "commentToggle")->isChecked());
+        QCOMPARE(sheet->applyButton()->text(), QStringLiteral("Apply && close"));
+
+        part<QLineEdit>(sheet, "commentTemplateField")->clear();
+        QTest::keyClicks(part<QLineEdit>(sheet, "commentTemplateField"), QStringLiteral("{name}"));
+        auto *trash = part<QCheckBox>(sheet, "trashToggle");
+        QTest::mouseClick(trash, Qt::LeftButton, {}, QPoint(8, trash->height() / 2));
+        QVERIFY(state->archiveSession()->deleteOriginalsAfter());
+        click(sheet->applyButton());
+        const QString archive = env.path(QStringLiteral("out/trip.tar.gz"));
+        QCOMPARE(FinderMetadata::readComment(archive), std::optional<QString>(QStringLiteral("trip.tar.gz")));
+        QVERIFY(!QFileInfo::exists(files[0]) && !QFileInfo::exists(files[1]));
+        QVERIFY(!state->archiveSession());
+        QTRY_VERIFY(!window.sheet<ArchiveSheetView>());
+    }
+
+    void archiveFailureIsShownAsSuch()
+    {
+        AppTestEnvironment env;
+        auto state = env.makeAppState();
+        MainWindow window(*state);
+        const QString file = env.makeFile(QStringLiteral("a.txt"), "a");
+        state->runWorkflow(QStringLiteral("archive-handler"), {file});
+        ArchiveSheetView *sheet = window.sheet<ArchiveSheetView>();
+        QVERIFY(sheet);
+        state->archiveSession()->start();
+        QCOMPARE(text(sheet, "problemLabel"), QStringLiteral("Pick a destination folder before starting."));
+        QVERIFY(part<QLabel>(sheet, "failedHeading")->isHidden());
+        QFile::remove(file);
+        state->archiveSession()->setDestinationURL(env.makeFolder(QStringLiteral("out")));
+        click(sheet->applyButton());
+        QTRY_VERIFY(!part<QLabel>(sheet, "failedHeading")->isHidden());
+        QCOMPARE(text(sheet, "failedHeading"), QStringLiteral("Archive failed"));
+        QVERIFY(text(sheet, "problemLabel").startsWith(QStringLiteral("ZIP failed (exit 12): ")));
     }
 };
 

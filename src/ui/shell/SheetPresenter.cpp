@@ -1,6 +1,7 @@
 #include "ui/shell/SheetPresenter.h"
 
 #include "app/AppState.h"
+#include "ui/sheets/ArchiveSheetView.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
@@ -31,6 +32,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<RouteByConfigSession>([](RouteByConfigSession &session, AppState &app, QWidget *parent) {
         return new RouteByConfigSheetView(session, app.interaction(), parent);
+    });
+    addRow<ArchiveSession>([](ArchiveSession &session, AppState &app, QWidget *parent) {
+        return new ArchiveSheetView(session, app.interaction(), parent);
     });
 }
 
