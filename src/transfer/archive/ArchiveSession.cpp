@@ -87,12 +87,21 @@ ArchiveSession::ArchiveSession(SessionHost &host, QStringList sources, QObject *
     else
         baseName = QStringLiteral("archive-") +
                    QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("yyyy-MM-dd-HHmm"));
-    walked = walk(this->sources());
+    // A large folder takes a while to walk; the sheet shows at once and the estimate follows.
+    const QStringList files = this->sources();
+    runTask<Totals>([files](std::stop_token stop) { return walk(files, stop); },
+                    [this](const Totals &totals) {
+                        walked = totals;
+                        measuring = false;
+                        emit changed();
+                        if (std::exchange(startWhenMeasured, false))
+                            start();
+                    });
 }
 
 ArchiveSession::~ArchiveSession() = default;
 
-ArchiveSession::Totals ArchiveSession::walk(const QStringList &sources)
+ArchiveSession::Totals ArchiveSession::walk(const QStringList &sources, std::stop_token stop)
 {
     // A folder has no size of its own to estimate from, so its files are walked, hidden ones too since
     // the tools pack them. The walk goes by the names' bytes, so a name that isn't UTF-8 counts as well.
@@ -104,7 +113,7 @@ ArchiveSession::Totals ArchiveSession::walk(const QStringList &sources)
         std::error_code error;
         if (fs::is_directory(root, error)) {
             for (auto it = fs::recursive_directory_iterator(root, fs::directory_options::skip_permission_denied, error);
-                 !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
+                 !error && it != fs::recursive_directory_iterator() && !stop.stop_requested(); it.increment(error)) {
                 std::error_code sizeError;
                 if (!it->is_regular_file(sizeError))
                     continue;
@@ -134,6 +143,8 @@ qint64 ArchiveSession::estimate(const Totals &totals)
 
 QString ArchiveSession::estimateText() const
 {
+    if (measuring)
+        return QStringLiteral("Expected size · measuring…");
     return QStringLiteral("Expected size · ~%1").arg(bytes(estimatedArchiveBytes()));
 }
 
@@ -208,7 +219,8 @@ std::optional<QString> ArchiveSession::archiveURL() const
 
 bool ArchiveSession::canStart() const
 {
-    return destination && !destination->isEmpty() && !baseName.trimmed().isEmpty() && walked.fileCount > 0;
+    return !measuring && destination && !destination->isEmpty() && !baseName.trimmed().isEmpty() &&
+           walked.fileCount > 0;
 }
 
 QString ArchiveSession::ratioText(const ArchiveRunner::Result &result)
@@ -324,6 +336,11 @@ void ArchiveSession::start()
         setPhase(failed{QStringLiteral("Give the archive a name before starting.")});
         return;
     }
+    if (measuring) {
+        // Started by a script before the sources were measured: it goes on once they are.
+        startWhenMeasured = true;
+        return;
+    }
     const QString output = *archiveURL();
     // Nothing is replaced unasked, and an old archive is replaced whole once the new one is complete,
     // never added to. An archive that appears there while the run works is never replaced.
@@ -338,29 +355,32 @@ void ArchiveSession::start()
         existing = ArchiveRunner::Existing::replace;
     }
 
-    walked = walk(sources());
     const QDateTime startedAt = QDateTime::currentDateTime();
-    const RunProgress progress{QStringLiteral("Compressing %1").arg(fileCount(walked.fileCount)), walked.fileCount,
-                               walked.total(), startedAt, 0};
-    setPhase(running{progress});
+    setPhase(running{progressFor(walked, startedAt)});
     applied = false;
 
     const ArchiveFormat format = chosenFormat;
     const QStringList files = sources();
-    const Totals totalsNow = walked;
     runTask<ArchiveRunner::Result>(
         [=, this](std::stop_token stop) {
-            const auto written = [this, progress](qint64 bytesWritten) {
-                post([this, progress, bytesWritten] {
-                    if (std::holds_alternative<running>(current)) {
-                        RunProgress now = progress;
+            // The sources are walked again as the run starts, away from the window: they may have
+            // changed since the sheet opened, and the result counts what was packed.
+            const Totals fresh = walk(files, stop);
+            post([this, fresh, startedAt] {
+                walked = fresh;
+                if (std::holds_alternative<running>(current))
+                    setPhase(running{progressFor(fresh, startedAt)});
+            });
+            const auto written = [this](qint64 bytesWritten) {
+                post([this, bytesWritten] {
+                    if (const auto *run = std::get_if<running>(&current)) {
+                        RunProgress now = run->progress;
                         now.bytesWritten = bytesWritten;
                         setPhase(running{now});
                     }
                 });
             };
-            return ArchiveRunner::run(format, files, output, totalsNow.total(), totalsNow.fileCount, stop, existing,
-                                      written);
+            return ArchiveRunner::run(format, files, output, fresh.total(), fresh.fileCount, stop, existing, written);
         },
         [this](const ArchiveRunner::Result &result) {
             if (result.failed) {
@@ -371,6 +391,12 @@ void ArchiveSession::start()
             if (applyWhenDone)
                 apply();
         });
+}
+
+ArchiveSession::RunProgress ArchiveSession::progressFor(const Totals &totals, const QDateTime &startedAt)
+{
+    return {QStringLiteral("Compressing %1").arg(fileCount(totals.fileCount)), totals.fileCount, totals.total(),
+            startedAt, 0};
 }
 
 void ArchiveSession::cancel()

@@ -72,7 +72,9 @@ public:
     void setCommentTemplate(const QString &value);
 
     // The sources walked: a folder counts every file under it.
-    static Totals walk(const QStringList &sources);
+    static Totals walk(const QStringList &sources, std::stop_token stop = {});
+    // Whether the sources are still being walked for the estimate.
+    bool isMeasuring() const { return measuring; }
     const Totals &totals() const { return walked; }
     // The source total times the blend of the piles' ratios (text 0.3, already compressed 0.9, other 0.55).
     static qint64 estimate(const Totals &totals);
@@ -119,6 +121,7 @@ signals:
 private:
     void setPhase(Phase phase);
     QJsonObject command() const;
+    static RunProgress progressFor(const Totals &totals, const QDateTime &startedAt);
 
     Phase current = configuring{};
     ArchiveFormat chosenFormat = ArchiveFormat::zip;
@@ -128,6 +131,8 @@ private:
     bool annotate = true;
     QString templateText;
     Totals walked;
+    bool measuring = true;
+    bool startWhenMeasured = false;
     bool applyWhenDone = false;
     bool applied = false;
 };

@@ -472,6 +472,10 @@ TEST(ArchiveSession, AsksBeforeReplacingThenCommentsAndTrashesTheOriginals)
                               env.makeFile(QStringLiteral("in/sub/b.txt"), "b")};
     const QString sub = env.path(QStringLiteral("in/sub"));
     ArchiveSession session(env.host(), {sources[0], sub});
+    // The sources are measured away from the window; the sheet says so meanwhile.
+    EXPECT_EQ(session.estimateText(), QStringLiteral("Expected size · measuring…"));
+    EXPECT_FALSE(session.canStart());
+    ASSERT_TRUE(TestEnvironment::runUntilIdle());
     EXPECT_EQ(session.totals().fileCount, 2);
     session.setDestinationURL(env.makeFolder(QStringLiteral("out")));
     session.setArchiveBaseName(QStringLiteral("set"));
@@ -522,7 +526,9 @@ TEST(ArchiveSession, WithoutTheTogglesTheArchiveAndOriginalsAreLeftAlone)
     session.setFormat(ArchiveFormat::tarGz);
     session.setDestinationURL(env.makeFolder(QStringLiteral("out")));
     session.setAnnotateArchiveComment(false);
+    // Started before the sources were measured, as a script does: it goes on once they are.
     session.start();
+    EXPECT_TRUE(std::holds_alternative<ArchiveSession::configuring>(session.phase()));
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
     ASSERT_TRUE(std::holds_alternative<ArchiveSession::done>(session.phase()));
     session.apply();
