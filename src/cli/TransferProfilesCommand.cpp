@@ -41,31 +41,9 @@ QJsonValue bannerJson(const AppState &state)
                        {QStringLiteral("message"), banner->message}};
 }
 
-// The one profile `word` names, by id (any case, braces or none) or by a name no other profile has.
 std::optional<TransferProfile> find(AppState &state, const QString &word, QString *refusal)
 {
-    const QList<TransferProfile> &profiles = state.transferProfileStore().profiles();
-    const QUuid id = QUuid::fromString(word);
-    QList<TransferProfile> named;
-    for (const TransferProfile &profile : profiles) {
-        if (!id.isNull() && profile.id == id)
-            return profile;
-        if (profile.name == word)
-            named.append(profile);
-    }
-    if (named.size() == 1)
-        return named.first();
-    if (named.isEmpty()) {
-        *refusal = QStringLiteral("No transfer profile has the id or name “%1”.").arg(word);
-    } else {
-        QStringList ids;
-        for (const TransferProfile &profile : named)
-            ids.append(idText(profile.id));
-        *refusal = QStringLiteral("%1 profiles are named “%2”; name one by its id: %3.")
-                       .arg(named.size())
-                       .arg(word, ids.join(QStringLiteral(", ")));
-    }
-    return std::nullopt;
+    return state.transferProfileStore().find(word, refusal);
 }
 
 int finish(const AppState &state, bool json, QJsonObject result, const QString &text, QTextStream &out,

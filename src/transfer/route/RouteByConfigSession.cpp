@@ -304,20 +304,13 @@ QString RouteByConfigSession::title() const
 
 std::optional<QString> RouteByConfigSession::chooseProfile(const QString &nameOrID)
 {
-    const QList<TransferProfile> saved = savedProfiles();
-    const QUuid id(nameOrID.trimmed());
-    QList<TransferProfile> found;
-    for (const TransferProfile &profile : saved) {
-        if ((!id.isNull() && profile.id == id) || profile.name == nameOrID)
-            found.append(profile);
-    }
-    if (found.isEmpty())
-        return QStringLiteral("No transfer profile is named or numbered “%1”.").arg(nameOrID);
-    if (found.size() > 1)
-        return QStringLiteral("%1 transfer profiles are named “%2”; give the id of the one you mean.")
-            .arg(found.size())
-            .arg(nameOrID);
-    setWorkingProfile(found.first());
+    if (!store)
+        return QStringLiteral("No transfer profile has the id or name “%1”.").arg(nameOrID);
+    QString refusal;
+    const std::optional<TransferProfile> found = store->find(nameOrID, &refusal);
+    if (!found)
+        return refusal;
+    setWorkingProfile(*found);
     before = pickingProfile{};
     return std::nullopt;
 }

@@ -107,6 +107,34 @@ std::optional<QString> TransferProfileStore::remove(const TransferProfile &profi
     return std::nullopt;
 }
 
+std::optional<TransferProfile> TransferProfileStore::find(const QString &word, QString *refusal) const
+{
+    const QUuid id = QUuid::fromString(word.trimmed());
+    QList<TransferProfile> named;
+    for (const TransferProfile &profile : list) {
+        if (!id.isNull() && profile.id == id)
+            return profile;
+        if (profile.name == word)
+            named.append(profile);
+    }
+    if (named.size() == 1)
+        return named.first();
+    QString why;
+    if (named.isEmpty()) {
+        why = QStringLiteral("No transfer profile has the id or name “%1”.").arg(word);
+    } else {
+        QStringList ids;
+        for (const TransferProfile &profile : named)
+            ids.append(profile.id.toString(QUuid::WithoutBraces).toUpper());
+        why = QStringLiteral("%1 profiles are named “%2”; name one by its id: %3.")
+                  .arg(named.size())
+                  .arg(word, ids.join(QStringLiteral(", ")));
+    }
+    if (refusal)
+        *refusal = why;
+    return std::nullopt;
+}
+
 std::optional<TransferProfile> TransferProfileStore::importProfile(const QString &path, QString *error)
 {
     const auto refuse = [&](const QString &why) -> std::optional<TransferProfile> {

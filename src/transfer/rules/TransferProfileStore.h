@@ -25,6 +25,10 @@ public:
     const QString &folder() const { return directory; }
     const QList<TransferProfile> &profiles() const { return list; }
 
+    // The one profile `word` names: by id (any case, braces or none) or by a name no other profile has.
+    // Nothing, with the reason in `refusal`, when none or several do.
+    std::optional<TransferProfile> find(const QString &word, QString *refusal = nullptr) const;
+
     void reload();
     // Stamps `updatedAt` and writes the profile; the system's reason when it couldn't.
     std::optional<QString> save(const TransferProfile &profile);

@@ -283,7 +283,7 @@ TEST(RouteSession, FindsSavedProfilesByNameOrId)
         return std::optional<QString>(QStringLiteral("no field"));
     };
     EXPECT_EQ(set(QStringLiteral("profile"), QStringLiteral("Nope")),
-              QStringLiteral("No transfer profile is named or numbered “Nope”."));
+              QStringLiteral("No transfer profile has the id or name “Nope”."));
     EXPECT_EQ(set(QStringLiteral("profile"), profile.id.toString(QUuid::WithoutBraces).toUpper()), std::nullopt);
     EXPECT_EQ(session.workingProfile().id, profile.id);
     EXPECT_EQ(set(QStringLiteral("run"), QStringLiteral("later")),

@@ -143,3 +143,27 @@ TEST(TransferProfileStore, NewAndDuplicateProfiles)
     EXPECT_NE(copy.rules[0].id, fresh.rules[0].id);
     EXPECT_EQ(copy.rules[0].match, fresh.rules[0].match);
 }
+
+TEST(TransferProfileStore, FindsAProfileByItsIdOrAnUnsharedName)
+{
+    TestEnvironment env;
+    TransferProfileStore store;
+    TransferProfile invoices = TransferProfileStore::newProfile();
+    invoices.name = QStringLiteral("Invoices");
+    const TransferProfile first = TransferProfileStore::newProfile();
+    const TransferProfile second = TransferProfileStore::duplicate(first);
+    TransferProfile twin = second;
+    twin.name = first.name;
+    for (const TransferProfile &profile : {invoices, first, twin})
+        ASSERT_FALSE(store.save(profile));
+
+    EXPECT_EQ(store.find(QStringLiteral("Invoices"))->id, invoices.id);
+    EXPECT_EQ(store.find(invoices.id.toString(QUuid::WithoutBraces).toLower())->id, invoices.id);
+    EXPECT_EQ(store.find(invoices.id.toString())->id, invoices.id);
+    QString refusal;
+    EXPECT_FALSE(store.find(QStringLiteral("invoices"), &refusal)) << "names are matched exactly";
+    EXPECT_EQ(refusal, QStringLiteral("No transfer profile has the id or name “invoices”."));
+    EXPECT_FALSE(store.find(QStringLiteral("New profile"), &refusal));
+    EXPECT_TRUE(refusal.startsWith(QStringLiteral("2 profiles are named “New profile”; name one by its id: ")));
+    EXPECT_EQ(store.find(twin.id.toString(QUuid::WithoutBraces))->id, twin.id);
+}
