@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <utility>
 
 class SessionHost;
 
@@ -73,6 +74,14 @@ signals:
 
 protected:
     SessionHost *host() const { return sessionHost; }
+    // Sets one of the sheet's values, saying so only when it changed.
+    template <typename T, typename V> void setField(T &field, V &&value)
+    {
+        if (field == value)
+            return;
+        field = std::forward<V>(value);
+        emit changed();
+    }
     // A list field's value, "a, b,c": the pieces trimmed, the empty ones dropped.
     static QStringList listValue(const QString &value);
 

@@ -155,50 +155,32 @@ QString ArchiveSession::estimateNote()
 
 void ArchiveSession::setFormat(ArchiveFormat value)
 {
-    if (chosenFormat == value)
-        return;
-    chosenFormat = value;
-    emit changed();
+    setField(chosenFormat, value);
 }
 
 void ArchiveSession::setArchiveBaseName(const QString &value)
 {
-    if (baseName == value)
-        return;
-    baseName = value;
-    emit changed();
+    setField(baseName, value);
 }
 
 void ArchiveSession::setDestinationURL(const std::optional<QString> &value)
 {
-    if (destination == value)
-        return;
-    destination = value;
-    emit changed();
+    setField(destination, value);
 }
 
 void ArchiveSession::setDeleteOriginalsAfter(bool value)
 {
-    if (trashOriginals == value)
-        return;
-    trashOriginals = value;
-    emit changed();
+    setField(trashOriginals, value);
 }
 
 void ArchiveSession::setAnnotateArchiveComment(bool value)
 {
-    if (annotate == value)
-        return;
-    annotate = value;
-    emit changed();
+    setField(annotate, value);
 }
 
 void ArchiveSession::setCommentTemplate(const QString &value)
 {
-    if (templateText == value)
-        return;
-    templateText = value;
-    emit changed();
+    setField(templateText, value);
 }
 
 QString ArchiveSession::archiveFileName() const

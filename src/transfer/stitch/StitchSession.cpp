@@ -86,58 +86,37 @@ void StitchSession::readSizes()
 
 void StitchSession::setMode(StitchRunner::Mode value)
 {
-    if (chosenMode == value)
-        return;
-    chosenMode = value;
-    emit changed();
+    setField(chosenMode, value);
 }
 
 void StitchSession::setLayout(StitchRunner::Layout value)
 {
-    if (chosenLayout == value)
-        return;
-    chosenLayout = value;
-    emit changed();
+    setField(chosenLayout, value);
 }
 
 void StitchSession::setOutputBaseName(const QString &value)
 {
-    if (baseName == value)
-        return;
-    baseName = value;
-    emit changed();
+    setField(baseName, value);
 }
 
 void StitchSession::setDestinationURL(const std::optional<QString> &value)
 {
-    if (destination == value)
-        return;
-    destination = value;
-    emit changed();
+    setField(destination, value);
 }
 
 void StitchSession::setSpacing(double value)
 {
-    if (gap == value)
-        return;
-    gap = value;
-    emit changed();
+    setField(gap, value);
 }
 
 void StitchSession::setBackgroundIsWhite(bool value)
 {
-    if (white == value)
-        return;
-    white = value;
-    emit changed();
+    setField(white, value);
 }
 
 void StitchSession::setResolution(Resolution value)
 {
-    if (chosenResolution == value)
-        return;
-    chosenResolution = value;
-    emit changed();
+    setField(chosenResolution, value);
 }
 
 QSize StitchSession::combinedSize() const
