@@ -151,7 +151,7 @@ TEST(CleanDuplicateComments, ACancelledCleanupPublishesNoReportButKeepsWhatItWro
 {
     TestEnvironment env;
     QStringList paths;
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 3000; ++i) {
         paths.append(env.makeFile(QStringLiteral("many/%1.txt").arg(i)));
         ASSERT_TRUE(MetadataTestSupport::setAttribute(paths.last(), "user.xdg.comment", "dup, dup"));
     }
@@ -162,8 +162,17 @@ TEST(CleanDuplicateComments, ACancelledCleanupPublishesNoReportButKeepsWhatItWro
     scans.cancelScan();
     ASSERT_TRUE(TestEnvironment::runUntilIdle());
     EXPECT_FALSE(scans.isScanning());
+    // Files are cleaned in order: those before the cancel are cleaned and stay so, none after it is touched.
+    qsizetype cleaned = 0;
+    while (cleaned < paths.size() && rawComment(paths[cleaned]) == QByteArray("dup"))
+        ++cleaned;
+    for (qsizetype i = cleaned; i < paths.size(); ++i)
+        ASSERT_EQ(rawComment(paths[i]), QByteArray("dup, dup")) << "file " << i << " after the first untouched one";
+    if (cleaned == paths.size()) {
+        // A machine so loaded that the whole run ended before the cancel reached it: then it reports.
+        EXPECT_EQ(reports.count(), 1);
+        return;
+    }
     EXPECT_EQ(reports.count(), 0);
     EXPECT_FALSE(scans.activeReport().has_value());
-    // Whatever was cleaned before the cancel stays cleaned; nothing after it was touched.
-    EXPECT_EQ(rawComment(paths.last()), QByteArray("dup, dup"));
 }
