@@ -94,7 +94,7 @@ bool Volumes::isNetworkType(const QString &type)
 
 QString Volumes::volumeName(const Mount &mount)
 {
-    const QString point = QDir::cleanPath(mount.mountPoint);
+    QString point = QDir::cleanPath(mount.mountPoint);
     if (point == QLatin1String("/"))
         return point;
     return point.mid(point.lastIndexOf(QLatin1Char('/')) + 1);

@@ -74,7 +74,8 @@ std::optional<QList<RecentProjectsStore::Entry>> RecentProjectsStore::decode(con
         return std::nullopt;
     QList<Entry> entries;
     // One entry that doesn't read spoils the list: half a list would drop projects without a word.
-    for (const QJsonValue &value : document.array()) {
+    const QJsonArray array = document.array();
+    for (const QJsonValue value : array) {
         const QJsonObject object = value.toObject();
         const QJsonValue root = object.value(QStringLiteral("rootURL"));
         const QJsonValue kind = object.value(QStringLiteral("kindRaw"));
