@@ -1,4 +1,5 @@
 #include "app/AppState.h"
+#include "app/WorkflowRunner.h"
 
 #include "AppTestEnvironment.h"
 
@@ -139,8 +140,9 @@ TEST(SheetSlots, ProjectDetectorOpensOnTheFoldersAndRemembersWhatItFinds)
     EXPECT_EQ(env.makeAppState()->recentProjects().entries(), state->recentProjects().entries());
 
     // With nothing chosen the sheet says what it needs at once.
-    state->runWorkflow(QStringLiteral("project-detector"), {});
+    state->workflowRunner().handle(QStringLiteral("vantrel://run/project-detector"));
     ASSERT_TRUE(state->projectDetectorSession());
+    EXPECT_NE(state->projectDetectorSession(), session);
     EXPECT_EQ(state->projectDetectorSession()->phase(),
               ProjectDetectorSession::Phase(ProjectDetectorSession::failed{
                   QStringLiteral("Project Detector needs a folder to scan. Pick one and try again.")}));

@@ -92,9 +92,9 @@ TEST(ProjectDetectorRun, ATerminalSeesTheWalkOnStandardError)
     AppTestEnvironment env;
     env.makeFile(QStringLiteral("Code/site/package.json"), "{}");
     // `script` gives the run a terminal, as a person at a shell has; its output is the terminal's.
-    const QString command = QStringLiteral("'%1' run project-detector '%2' 1>/dev/null")
-                                .arg(AppTestEnvironment::executable(QStringLiteral("vantrel")),
-                                     env.path(QStringLiteral("Code")));
+    const QString command =
+        QStringLiteral("'%1' run project-detector '%2' 1>/dev/null")
+            .arg(AppTestEnvironment::executable(QStringLiteral("vantrel")), env.path(QStringLiteral("Code")));
     QProcess process;
     process.start(QStringLiteral("script"), {"-qec", command, "/dev/null"});
     ASSERT_TRUE(process.waitForFinished(60000));
