@@ -91,6 +91,7 @@ AppState::AppState(Defaults &defaults, Interaction &interaction, QObject *parent
     templateLibrary->setDiagnosticLog(log.get());
     profileLibrary = std::make_unique<TransferProfileStore>(log.get());
     followTransferProfiles();
+    recentProjectList = std::make_unique<RecentProjectsStore>(userDefaults);
     log->record(
         ActionReceipt::Kind::state, QStringLiteral("AppState.launch"), std::nullopt,
         QStringLiteral("categories=%1 templates=%2").arg(categoryList.size()).arg(templateLibrary->templates().size()));
@@ -283,11 +284,16 @@ void AppState::setArchiveSession(ArchiveSession *session)
     install(archive, session);
 }
 
+void AppState::setProjectDetectorSession(ProjectDetectorSession *session)
+{
+    install(projectDetector, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
     for (Session *session : std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker,
-                                                             stitch, routeByConfig, archive}) {
+                                                             stitch, routeByConfig, archive, projectDetector}) {
         if (session)
             open.append(session);
     }

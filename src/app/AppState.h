@@ -13,6 +13,8 @@
 #include "quickactions/IntegrityReport.h"
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
+#include "steward/ProjectDetectorSession.h"
+#include "steward/RecentProjectsStore.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/route/RouteByConfigSession.h"
 #include "transfer/rules/TransferProfileStore.h"
@@ -155,6 +157,10 @@ public:
     void setRouteByConfigSession(RouteByConfigSession *session);
     ArchiveSession *archiveSession() const { return archive; }
     void setArchiveSession(ArchiveSession *session);
+    ProjectDetectorSession *projectDetectorSession() const { return projectDetector; }
+    void setProjectDetectorSession(ProjectDetectorSession *session);
+    // The projects worked on lately, newest first.
+    RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
     // Every sheet model and session on show, in the order of the slots above.
     QList<Session *> sessions() const;
@@ -243,6 +249,7 @@ private:
     std::unique_ptr<CategoryStore> categoryLibrary;
     std::unique_ptr<DiagnosticLog> log;
     std::unique_ptr<TransferProfileStore> profileLibrary;
+    std::unique_ptr<RecentProjectsStore> recentProjectList;
     QList<Category> categoryList;
     std::optional<QUuid> editorSelection;
     std::optional<QUuid> profileSelection;
@@ -264,4 +271,5 @@ private:
     QPointer<StitchSession> stitch;
     QPointer<RouteByConfigSession> routeByConfig;
     QPointer<ArchiveSession> archive;
+    QPointer<ProjectDetectorSession> projectDetector;
 };

@@ -6,6 +6,7 @@
 #include "metadata/SpotlightRefresher.h"
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
+#include "steward/ProjectDetectorSession.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/mover/SmartMoverHandler.h"
 #include "transfer/stitch/StitchSession.h"
@@ -88,6 +89,15 @@ void routeByConfig(AppState &state, const QStringList &paths)
     state.setRouteByConfigSession(new RouteByConfigSession(state, paths, &state.transferProfileStore()));
 }
 
+// The sheet opens on the chosen folders; the session itself refuses files and an empty choice.
+void projectDetector(AppState &state, const QStringList &paths)
+{
+    auto *session = new ProjectDetectorSession(state, paths, &state.recentProjects());
+    state.setProjectDetectorSession(session);
+    if (paths.isEmpty())
+        session->start();
+}
+
 QList<WorkflowTable::Row> buildRows()
 {
     const auto interim = [](const char *id) { return notAvailableYet(QString::fromLatin1(id)); };
@@ -151,8 +161,7 @@ QList<WorkflowTable::Row> buildRows()
         row("stitch-files", stitch),
         // Projects and git.
         row("project-snapshot", interim("project-snapshot"), "Pick the project folder you want to snapshot."),
-        row("project-detector", interim("project-detector"),
-            "Pick a parent folder. Project Detector will scan it for projects."),
+        row("project-detector", projectDetector, "Pick a parent folder. Project Detector will scan it for projects."),
         row("stage-import", interim("stage-import"),
             "Pick file(s) to stage into a project. You'll pick the project on the next screen."),
         row("github-sync", interim("github-sync"), "Pick a git repository folder to Sync or Commit & Push."),

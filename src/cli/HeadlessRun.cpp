@@ -9,6 +9,7 @@
 #include "platform/NativeNames.h"
 #include "platform/Paths.h"
 #include "platform/RegularFile.h"
+#include "steward/ProjectDetectorSession.h"
 #include "transfer/mover/SmartMoverHandler.h"
 
 #include <QFile>
@@ -147,7 +148,27 @@ public:
             }
         });
     }
-    ~TerminalProgress() { QObject::disconnect(connection); }
+    // Project Detector walks in its session rather than as a scan: its count goes on the same line.
+    void follow(ProjectDetectorSession *session)
+    {
+        if (!session || ::isatty(STDERR_FILENO) == 0)
+            return;
+        sessionConnection = QObject::connect(session, &ProjectDetectorSession::phaseChanged, session, [this, session] {
+            if (const auto *walking = std::get_if<ProjectDetectorSession::scanning>(&session->phase())) {
+                err << "\r\x1b[K" << session->title() << "… "
+                    << QStringLiteral("%1 folders · %2 projects")
+                           .arg(walking->progress.foldersWalked)
+                           .arg(walking->progress.projectsFound);
+                err.flush();
+                shown = true;
+            }
+        });
+    }
+    ~TerminalProgress()
+    {
+        QObject::disconnect(connection);
+        QObject::disconnect(sessionConnection);
+    }
     TerminalProgress(const TerminalProgress &) = delete;
     TerminalProgress &operator=(const TerminalProgress &) = delete;
 
@@ -163,6 +184,7 @@ public:
 private:
     QTextStream &err;
     QMetaObject::Connection connection;
+    QMetaObject::Connection sessionConnection;
     bool shown = false;
 };
 
@@ -332,8 +354,9 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
             return 2;
         }
     }
-    const TerminalProgress progress(state.scanState(), err);
+    TerminalProgress progress(state.scanState(), err);
     const WorkflowRunner::Outcome outcome = state.workflowRunner().handle(urlFor(*options));
+    progress.follow(state.projectDetectorSession());
     if (std::holds_alternative<WorkflowRunner::ran>(outcome)) {
         if (const auto problem = HeadlessSheets::complete(state, sheetSettings, !options->dryRun)) {
             err << *problem << Qt::endl;

@@ -23,6 +23,8 @@ inline const DefaultsKey<int> downloadsTidyThresholdDays{"downloadsTidyThreshold
 inline const DefaultsKey<bool> hasInstalledWorkflowsOnFirstLaunch{"hasInstalledWorkflowsOnFirstLaunch", false};
 inline const DefaultsKey<bool> menuBarEnabled{"menuBarEnabled", true};
 inline const DefaultsKey<bool> diagnosticsEnabled{"vantrel.diagnostics.enabled", false};
+// The recent projects, newest first, as JSON text.
+inline const DefaultsKey<QString> recentProjects{"vantrel.recentProjects", {}};
 } // namespace DefaultsKeys
 
 // The typed store behind user defaults: an INI file read and written through QSettings.

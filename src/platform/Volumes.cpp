@@ -92,6 +92,14 @@ bool Volumes::isNetworkType(const QString &type)
     return network.contains(type);
 }
 
+QString Volumes::volumeName(const Mount &mount)
+{
+    QString point = QDir::cleanPath(mount.mountPoint);
+    if (point == QLatin1String("/"))
+        return point;
+    return point.mid(point.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
 Volumes::Facts Volumes::facts(const QString &path)
 {
     Facts facts;
@@ -110,5 +118,7 @@ Volumes::Facts Volumes::facts(const QString &path)
         facts.mount = mountFor(real.isEmpty() ? QDir::cleanPath(path) : real, parseMountInfo(table.readAll()));
     }
     facts.isLocal = !facts.mount || !isNetworkType(facts.mount->type);
+    if (facts.mount)
+        facts.volumeName = volumeName(*facts.mount);
     return facts;
 }

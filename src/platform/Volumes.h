@@ -28,6 +28,9 @@ struct Facts {
     std::optional<Mount> mount;
     // False only for a file system known to reach over a network: an unknown one counts as local.
     bool isLocal = true;
+    // What the volume is called: the last component of its mount point, "/" for the root file system;
+    // empty when the table couldn't be read.
+    QString volumeName;
     bool operator==(const Facts &) const = default;
 };
 
@@ -36,6 +39,8 @@ struct Facts {
 QList<Mount> parseMountInfo(const QByteArray &text);
 // The mount whose point is the longest that holds `path`.
 std::optional<Mount> mountFor(const QString &path, const QList<Mount> &mounts);
+// The name of the volume mounted at `mountPoint`: its last component, or "/" for the root.
+QString volumeName(const Mount &mount);
 // NFS, SMB/CIFS, SSHFS, 9p and the other file systems that live on another machine.
 bool isNetworkType(const QString &type);
 

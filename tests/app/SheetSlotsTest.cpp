@@ -1,4 +1,5 @@
 #include "app/AppState.h"
+#include "app/WorkflowRunner.h"
 
 #include "AppTestEnvironment.h"
 
@@ -119,4 +120,30 @@ TEST(SheetSlots, TheStateGoesWithItsSheetsOpenAndARunUnderWay)
     stitch->start();
     state.reset();
     EXPECT_TRUE(AppTestEnvironment::runUntilIdle());
+}
+
+TEST(SheetSlots, ProjectDetectorOpensOnTheFoldersAndRemembersWhatItFinds)
+{
+    AppTestEnvironment env;
+    env.makeFile(QStringLiteral("Code/site/package.json"), "{}");
+    auto state = env.makeAppState();
+    state->runWorkflow(QStringLiteral("project-detector"), {env.path(QStringLiteral("Code"))});
+    ProjectDetectorSession *session = state->projectDetectorSession();
+    ASSERT_TRUE(session);
+    EXPECT_TRUE(state->sessions().contains(session));
+    EXPECT_TRUE(std::holds_alternative<ProjectDetectorSession::configuring>(session->phase()));
+    session->start();
+    AppTestEnvironment::runUntilIdle();
+    ASSERT_TRUE(std::holds_alternative<ProjectDetectorSession::done>(session->phase()));
+    ASSERT_EQ(state->recentProjects().entries().size(), 1);
+    // A later start of the application reads the same list back.
+    EXPECT_EQ(env.makeAppState()->recentProjects().entries(), state->recentProjects().entries());
+
+    // With nothing chosen the sheet says what it needs at once.
+    state->workflowRunner().handle(QStringLiteral("vantrel://run/project-detector"));
+    ASSERT_TRUE(state->projectDetectorSession());
+    EXPECT_NE(state->projectDetectorSession(), session);
+    EXPECT_EQ(state->projectDetectorSession()->phase(),
+              ProjectDetectorSession::Phase(ProjectDetectorSession::failed{
+                  QStringLiteral("Project Detector needs a folder to scan. Pick one and try again.")}));
 }

@@ -95,6 +95,15 @@ TEST(MountFor, AMountStackedOnAnotherHidesIt)
     EXPECT_EQ(Volumes::mountFor(QStringLiteral("/home/me"), table)->type, QStringLiteral("tmpfs"));
 }
 
+TEST(Volumes, AVolumeIsNamedByItsMountPointsLastComponent)
+{
+    const QList<std::pair<const char *, const char *>> rows{
+        {"/", "/"}, {"/media/me/USB STICK", "USB STICK"}, {"/mnt/backup/", "backup"}, {"/home", "home"}};
+    for (const auto &[point, name] : rows)
+        EXPECT_EQ(Volumes::volumeName({QString::fromUtf8(point), "ext4", "/dev/sdb1"}), QString::fromUtf8(name))
+            << point;
+}
+
 TEST(Volumes, NetworkTypesAreTheOnesThatReachAnotherMachine)
 {
     for (const char *type : {"nfs", "nfs4", "cifs", "smb3", "fuse.sshfs", "9p"})
@@ -116,6 +125,8 @@ TEST(Volumes, TheFactsOfARealFolder)
     ASSERT_TRUE(facts.mount.has_value());
     EXPECT_TRUE(folder.startsWith(facts.mount->mountPoint) || facts.mount->mountPoint == QLatin1String("/"));
     EXPECT_TRUE(facts.isLocal);
+    EXPECT_EQ(facts.volumeName, Volumes::volumeName(*facts.mount));
+    EXPECT_FALSE(facts.volumeName.isEmpty());
 
     // A path that isn't there has no volume and no space to tell of.
     const Volumes::Facts gone = Volumes::facts(env.path(QStringLiteral("nowhere/at/all")));

@@ -4,6 +4,7 @@
 #include "ui/sheets/ArchiveSheetView.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
+#include "ui/sheets/ProjectDetectorSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
 #include "ui/sheets/StitchSheetView.h"
@@ -35,6 +36,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<ArchiveSession>([](ArchiveSession &session, AppState &app, QWidget *parent) {
         return new ArchiveSheetView(session, app.interaction(), parent);
+    });
+    addRow<ProjectDetectorSession>([](ProjectDetectorSession &session, AppState &app, QWidget *parent) {
+        return new ProjectDetectorSheetView(session, app, parent);
     });
 }
 
