@@ -20,7 +20,7 @@ set(VANTREL_INCLUDE_RULES
   "metadata    : scan foundation platform"
   "transfer    : metadata scan foundation platform"
   "quickactions: foundation platform"
-  "steward     : transfer scan foundation platform"
+  "steward     : transfer metadata scan foundation platform"
   "packs       : quickactions metadata foundation platform"
   "app         : metadata scan transfer steward quickactions packs foundation platform"
   "cli         : app metadata scan transfer steward quickactions packs foundation platform"
