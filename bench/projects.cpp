@@ -215,7 +215,7 @@ QStringList vantrelProjects(const QString &output)
                                     .value(QStringLiteral("projects"))
                                     .toArray();
     QStringList lines;
-    for (const QJsonValue &value : projects) {
+    for (const auto &value : projects) {
         const QJsonObject project = value.toObject();
         lines.append(QStringLiteral("%1\t%2")
                          .arg(project.value(QStringLiteral("structure")).toObject().value("projectRoot").toString())
