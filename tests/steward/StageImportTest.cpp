@@ -306,10 +306,10 @@ TEST(StageImportRun, ANameThatIsNotUtf8KeepsItsBytes)
     EXPECT_EQ(::access(copied.constData(), F_OK), 0);
     EXPECT_NE(::access(rawName.constData(), F_OK), 0) << "the original went to the Trash";
     // The name reaches getfattr through the shell's glob, as no argument list can carry the raw byte.
-    const Faults::ProcessResult comment =
-        Faults::run(QStringLiteral("sh"), {QStringLiteral("-c"),
-                                           QStringLiteral("getfattr --only-values -n user.xdg.comment -- \"$0\"/caf?.txt"),
-                                           files.project + QStringLiteral("/docs/imports")});
+    const Faults::ProcessResult comment = Faults::run(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"), QStringLiteral("getfattr --only-values -n user.xdg.comment -- \"$0\"/caf?.txt"),
+         files.project + QStringLiteral("/docs/imports")});
     EXPECT_EQ(comment.out, "[Imported from ~/Downloads on 2026-11-24]") << comment.err.toStdString();
     // QTemporaryDir can't remove names it can't spell.
     Faults::run(QStringLiteral("rm"), {QStringLiteral("-rf"), files.project, env.path(QStringLiteral("Downloads")),
