@@ -7,6 +7,7 @@
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
 #include "steward/ProjectDetectorSession.h"
+#include "steward/StageImportSession.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/mover/SmartMoverHandler.h"
 #include "transfer/stitch/StitchSession.h"
@@ -98,6 +99,16 @@ void projectDetector(AppState &state, const QStringList &paths)
         session->start();
 }
 
+// The files come from the selection; the project is picked in the sheet.
+void stageImport(AppState &state, const QStringList &paths)
+{
+    if (paths.isEmpty()) {
+        state.showFailure(QStringLiteral("Stage & Import needs at least one selected file or folder."));
+        return;
+    }
+    state.setStageImportSession(new StageImportSession(state, paths, &state.recentProjects()));
+}
+
 QList<WorkflowTable::Row> buildRows()
 {
     const auto interim = [](const char *id) { return notAvailableYet(QString::fromLatin1(id)); };
@@ -162,7 +173,7 @@ QList<WorkflowTable::Row> buildRows()
         // Projects and git.
         row("project-snapshot", interim("project-snapshot"), "Pick the project folder you want to snapshot."),
         row("project-detector", projectDetector, "Pick a parent folder. Project Detector will scan it for projects."),
-        row("stage-import", interim("stage-import"),
+        row("stage-import", stageImport,
             "Pick file(s) to stage into a project. You'll pick the project on the next screen."),
         row("github-sync", interim("github-sync"), "Pick a git repository folder to Sync or Commit & Push."),
         row("git-init", interim("git-init"),

@@ -147,3 +147,24 @@ TEST(SheetSlots, ProjectDetectorOpensOnTheFoldersAndRemembersWhatItFinds)
               ProjectDetectorSession::Phase(ProjectDetectorSession::failed{
                   QStringLiteral("Project Detector needs a folder to scan. Pick one and try again.")}));
 }
+
+TEST(SheetSlots, StageImportOpensOnTheSelectionAndPlansIntoARecentProject)
+{
+    AppTestEnvironment env;
+    env.makeFile(QStringLiteral("Code/tool/Cargo.toml"), "[package]");
+    const QString crate = env.path(QStringLiteral("Code/tool"));
+    const QString notes = env.makeFile(QStringLiteral("Downloads/notes.md"), "md");
+    auto state = env.makeAppState();
+    state->runWorkflow(QStringLiteral("stage-import"), {notes});
+    StageImportSession *session = state->stageImportSession();
+    ASSERT_TRUE(session);
+    EXPECT_TRUE(state->sessions().contains(session));
+    EXPECT_EQ(session->sources(), QStringList{notes});
+    session->choose(crate);
+    ASSERT_TRUE(std::holds_alternative<StageImportSession::planning>(session->phase()));
+    // Choosing the project puts it first in Recent Projects for the next time.
+    ASSERT_EQ(state->recentProjects().entries().size(), 1);
+    EXPECT_EQ(state->recentProjects().entries().first().rootURL, crate);
+    EXPECT_EQ(std::get<StageImportSession::planning>(session->phase()).plan.entries.first().suggested.label,
+              QStringLiteral("Documentation alongside crate"));
+}

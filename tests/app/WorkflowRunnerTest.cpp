@@ -128,6 +128,7 @@ INSTANTIATE_TEST_SUITE_P(
         BannerCase{"vantrel://run/route-by-config?files=",
                    "Route by Config needs at least one selected file or folder."},
         BannerCase{"vantrel://run/multi-compress", "Multi-Compress needs at least one selected file or folder."},
+        BannerCase{"vantrel://run/stage-import", "Stage & Import needs at least one selected file or folder."},
         BannerCase{"vantrel://run/cloud-migrate?files=/tmp", "Cloud Migrate isn't available yet."},
         BannerCase{"vantrel://run/project-snapshot?files=/tmp", "Project Snapshot isn't available yet."}));
 

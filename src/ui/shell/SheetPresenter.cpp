@@ -7,6 +7,7 @@
 #include "ui/sheets/ProjectDetectorSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
+#include "ui/sheets/StageImportSheetView.h"
 #include "ui/sheets/StitchSheetView.h"
 #include "ui/sheets/TextCommentToolsSheetView.h"
 #include "ui/shell/MainWindow.h"
@@ -39,6 +40,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<ProjectDetectorSession>([](ProjectDetectorSession &session, AppState &app, QWidget *parent) {
         return new ProjectDetectorSheetView(session, app, parent);
+    });
+    addRow<StageImportSession>([](StageImportSession &session, AppState &app, QWidget *parent) {
+        return new StageImportSheetView(session, app, parent);
     });
 }
 
