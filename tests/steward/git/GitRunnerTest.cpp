@@ -319,8 +319,9 @@ class CommandTable : public testing::TestWithParam<TableRow> {};
 TEST_P(CommandTable, IsClosed)
 {
     EXPECT_EQ(isTableCommand(GetParam().arguments), GetParam().allowed);
-    if (!GetParam().allowed)
+    if (!GetParam().allowed) {
         EXPECT_THROW(run(GetParam().arguments, QDir::tempPath()), LaunchError);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -343,6 +344,7 @@ TEST(GitExecutable, FallsBackToTheLastCandidate)
 {
     const QString path = executablePath();
     EXPECT_TRUE(path == "/opt/homebrew/bin/git" || path == "/usr/local/bin/git" || path == "/usr/bin/git");
-    if (!QFile::exists("/opt/homebrew/bin/git") && !QFile::exists("/usr/local/bin/git"))
+    if (!QFile::exists("/opt/homebrew/bin/git") && !QFile::exists("/usr/local/bin/git")) {
         EXPECT_EQ(path, QStringLiteral("/usr/bin/git"));
+    }
 }
