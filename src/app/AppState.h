@@ -14,6 +14,7 @@
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
 #include "steward/ProjectDetectorSession.h"
+#include "steward/ProjectSnapshotSession.h"
 #include "steward/RecentProjectsStore.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/route/RouteByConfigSession.h"
@@ -159,6 +160,12 @@ public:
     void setArchiveSession(ArchiveSession *session);
     ProjectDetectorSession *projectDetectorSession() const { return projectDetector; }
     void setProjectDetectorSession(ProjectDetectorSession *session);
+    ProjectSnapshotSession *projectSnapshotSession() const { return projectSnapshot; }
+    void setProjectSnapshotSession(ProjectSnapshotSession *session);
+    // Opens the snapshot sheet on `projectRoot` with every kind found there, and the destination checked
+    // when one is given: the Run panel's folder and any flow that snapshots a project it found.
+    ProjectSnapshotSession *openProjectSnapshot(const QString &projectRoot,
+                                                const std::optional<QString> &destination = std::nullopt);
     // The projects worked on lately, newest first.
     RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
@@ -272,4 +279,5 @@ private:
     QPointer<RouteByConfigSession> routeByConfig;
     QPointer<ArchiveSession> archive;
     QPointer<ProjectDetectorSession> projectDetector;
+    QPointer<ProjectSnapshotSession> projectSnapshot;
 };
