@@ -308,9 +308,9 @@ ProjectSnapshotSession *AppState::openProjectSnapshot(const QString &projectRoot
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
-    for (Session *session : std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker,
-                                                             stitch, routeByConfig, archive, projectDetector,
-                                                             projectSnapshot}) {
+    for (Session *session :
+         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, routeByConfig,
+                                          archive, projectDetector, projectSnapshot}) {
         if (session)
             open.append(session);
     }

@@ -90,8 +90,9 @@ ProjectSnapshotSession::check(const QString &destination, const Volumes::Facts &
                               const Volumes::Facts &sourceFacts, quint64 estimatedSourceBytes)
 {
     if (!destinationFacts.isLocal) {
-        const QString name = !destinationFacts.volumeName.isEmpty() ? destinationFacts.volumeName
-                                                                    : QFileInfo(QDir::cleanPath(destination)).fileName();
+        const QString name = !destinationFacts.volumeName.isEmpty()
+                                 ? destinationFacts.volumeName
+                                 : QFileInfo(QDir::cleanPath(destination)).fileName();
         return networkVolume{name};
     }
     if (!destinationFacts.writable)
@@ -107,9 +108,8 @@ ProjectSnapshotSession::check(const QString &destination, const Volumes::Facts &
     return std::nullopt;
 }
 
-ProjectSnapshotSession::Estimate ProjectSnapshotSession::walk(const QString &root,
-                                                              const ArchiveRunner::Exclusions &excluded,
-                                                              std::stop_token stop)
+ProjectSnapshotSession::Estimate
+ProjectSnapshotSession::walk(const QString &root, const ArchiveRunner::Exclusions &excluded, std::stop_token stop)
 {
     // By the names' bytes, so a file whose name isn't UTF-8 is counted like the others.
     namespace fs = std::filesystem;
@@ -119,8 +119,8 @@ ProjectSnapshotSession::Estimate ProjectSnapshotSession::walk(const QString &roo
     const QSet<QString> names(excluded.names.cbegin(), excluded.names.cend());
     Estimate estimate;
     std::error_code error;
-    for (auto it = fs::recursive_directory_iterator(nativePath(root), fs::directory_options::skip_permission_denied,
-                                                    error);
+    for (auto it =
+             fs::recursive_directory_iterator(nativePath(root), fs::directory_options::skip_permission_denied, error);
          !error && it != fs::recursive_directory_iterator() && !stop.stop_requested(); it.increment(error)) {
         if (roots.contains(fromNative(it->path()))) {
             it.disable_recursion_pending();
@@ -347,13 +347,14 @@ void ProjectSnapshotSession::start()
 
 ScanReport ProjectSnapshotSession::reportFor(const ArchiveRunner::Result &result) const
 {
-    ScanReport report = ScanReport::begin(QStringLiteral("project-snapshot"), title(), ScanReport::Kind::projectSnapshot);
+    ScanReport report =
+        ScanReport::begin(QStringLiteral("project-snapshot"), title(), ScanReport::Kind::projectSnapshot);
     ScanItem item = ScanReport::itemFor(result.archiveURL, std::nullopt);
     item.size = quint64(std::max<qint64>(0, result.archiveSizeBytes));
     report.items = {item};
-    report.summary = QStringLiteral("%1 · %2 of source → %3 archive")
-                         .arg(fileCount(result.sourceFileCount), bytes(quint64(result.sourceTotalSizeBytes)),
-                              bytes(item.size));
+    report.summary =
+        QStringLiteral("%1 · %2 of source → %3 archive")
+            .arg(fileCount(result.sourceFileCount), bytes(quint64(result.sourceTotalSizeBytes)), bytes(item.size));
     return report;
 }
 
@@ -386,33 +387,32 @@ QList<Session::Field> ProjectSnapshotSession::fields()
     const auto field = [](const QString &name, const QString &accepts, auto set) -> Field {
         return {name, accepts, std::move(set)};
     };
-    return {
-        field(QStringLiteral("format"), QStringLiteral("zip or tar.gz"),
-              [this](const QString &value) -> std::optional<QString> {
-                  bool ok = false;
-                  const ArchiveFormat format = formatFromWord(value, &ok);
-                  if (!ok)
-                      return QStringLiteral("format is zip or tar.gz, not “%1”.").arg(value);
-                  setFormat(format);
-                  return std::nullopt;
-              }),
-        field(QStringLiteral("name"), QStringLiteral("NAME"),
-              [this](const QString &value) -> std::optional<QString> {
-                  setArchiveBaseName(value);
-                  return std::nullopt;
-              }),
-        field(QStringLiteral("includeGitHistory"), QStringLiteral("true or false"),
-              [this](const QString &value) -> std::optional<QString> {
-                  if (value != QLatin1String("true") && value != QLatin1String("false"))
-                      return QStringLiteral("includeGitHistory is true or false, not “%1”.").arg(value);
-                  setIncludeGitHistory(value == QLatin1String("true"));
-                  return std::nullopt;
-              }),
-        field(QStringLiteral("destinationURL"), QStringLiteral("FOLDER"),
-              [this](const QString &value) -> std::optional<QString> {
-                  setDestination(NativeNames::absolutePath(value));
-                  return std::nullopt;
-              })};
+    return {field(QStringLiteral("format"), QStringLiteral("zip or tar.gz"),
+                  [this](const QString &value) -> std::optional<QString> {
+                      bool ok = false;
+                      const ArchiveFormat format = formatFromWord(value, &ok);
+                      if (!ok)
+                          return QStringLiteral("format is zip or tar.gz, not “%1”.").arg(value);
+                      setFormat(format);
+                      return std::nullopt;
+                  }),
+            field(QStringLiteral("name"), QStringLiteral("NAME"),
+                  [this](const QString &value) -> std::optional<QString> {
+                      setArchiveBaseName(value);
+                      return std::nullopt;
+                  }),
+            field(QStringLiteral("includeGitHistory"), QStringLiteral("true or false"),
+                  [this](const QString &value) -> std::optional<QString> {
+                      if (value != QLatin1String("true") && value != QLatin1String("false"))
+                          return QStringLiteral("includeGitHistory is true or false, not “%1”.").arg(value);
+                      setIncludeGitHistory(value == QLatin1String("true"));
+                      return std::nullopt;
+                  }),
+            field(QStringLiteral("destinationURL"), QStringLiteral("FOLDER"),
+                  [this](const QString &value) -> std::optional<QString> {
+                      setDestination(NativeNames::absolutePath(value));
+                      return std::nullopt;
+                  })};
 }
 
 void ProjectSnapshotSession::chooseDestinationIfNone()
@@ -464,10 +464,9 @@ QJsonObject ProjectSnapshotSession::toJson() const
                        {QStringLiteral("estimatedSourceBytes"), qint64(estimated.bytes)},
                        {QStringLiteral("estimatedFileCount"), estimated.fileCount}};
     if (warning)
-        object.insert(QStringLiteral("destinationWarning"),
-                      QJsonObject{{QStringLiteral("case"), caseName(*warning)},
-                                  {QStringLiteral("text"), text(*warning)},
-                                  {QStringLiteral("blocks"), blocks(*warning)}});
+        object.insert(QStringLiteral("destinationWarning"), QJsonObject{{QStringLiteral("case"), caseName(*warning)},
+                                                                        {QStringLiteral("text"), text(*warning)},
+                                                                        {QStringLiteral("blocks"), blocks(*warning)}});
     else
         object.insert(QStringLiteral("destinationWarning"), QJsonValue());
     if (const auto *finished = std::get_if<done>(&current)) {
@@ -477,8 +476,9 @@ QJsonObject ProjectSnapshotSession::toJson() const
         object.insert(QStringLiteral("phase"), QStringLiteral("failed"));
         object.insert(QStringLiteral("message"), failure->message);
     } else {
-        object.insert(QStringLiteral("phase"), std::holds_alternative<running>(current) ? QStringLiteral("running")
-                                                                                         : QStringLiteral("configuring"));
+        object.insert(QStringLiteral("phase"), std::holds_alternative<running>(current)
+                                                   ? QStringLiteral("running")
+                                                   : QStringLiteral("configuring"));
     }
     return object;
 }
@@ -495,6 +495,9 @@ QStringList ProjectSnapshotSession::describe() const
         lines.append(QStringLiteral("Detected: %1").arg(kinds.join(QStringLiteral(", "))));
     }
     if (const auto *finished = std::get_if<done>(&current)) {
+        // Only a warning can be left by a finished run: it is said again beside the result.
+        if (warning)
+            lines.append(QStringLiteral("Warning: %1").arg(text(*warning)));
         lines.append(QStringLiteral("Done: %1").arg(finished->result.items.value(0).url));
         lines.append(finished->result.summary);
         return lines;

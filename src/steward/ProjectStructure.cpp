@@ -85,8 +85,8 @@ QList<ProjectStructure> ProjectStructure::detectAll(const QString &folder)
     };
 
     if (has("Assets") && has("ProjectSettings")) {
-        make(ProjectKind::unity, under(root, {"Assets", "ProjectSettings", "Packages"}), under(root, {"Assets/Imported"}),
-             under(root, {"Library", "Temp", "obj", "Logs", "UserSettings"}));
+        make(ProjectKind::unity, under(root, {"Assets", "ProjectSettings", "Packages"}),
+             under(root, {"Assets/Imported"}), under(root, {"Library", "Temp", "obj", "Logs", "UserSettings"}));
     }
     const QStringList names = entryNames(root);
     const bool hasXcodeProject =

@@ -13,8 +13,8 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,7 +41,8 @@ QList<QByteArray> entriesOf(ArchiveFormat format, const QString &archive)
     if (format == ArchiveFormat::zip)
         process.start(QStringLiteral("unzip"), {QStringLiteral("-Z1"), archive});
     else
-        process.start(QStringLiteral("tar"), {QStringLiteral("--quoting-style=literal"), QStringLiteral("-tzf"), archive});
+        process.start(QStringLiteral("tar"),
+                      {QStringLiteral("--quoting-style=literal"), QStringLiteral("-tzf"), archive});
     EXPECT_TRUE(process.waitForFinished(60000));
     EXPECT_EQ(process.exitCode(), 0) << archive.toStdString();
     QList<QByteArray> lines = process.readAllStandardOutput().split('\n');
@@ -103,8 +104,8 @@ TEST(ProjectSnapshotSession, ArchivesWhatTheProjectsToolsCannotRebuild)
 {
     const QList<TreeRow> rows{
         {"unity",
-         {"Assets/scene.unity", "Assets/Library/keep.txt", "ProjectSettings/p.asset", "Library/cache.bin",
-          "Temp/t.tmp", "obj/o.o", "Logs/l.log", "UserSettings/u.json"},
+         {"Assets/scene.unity", "Assets/Library/keep.txt", "ProjectSettings/p.asset", "Library/cache.bin", "Temp/t.tmp",
+          "obj/o.o", "Logs/l.log", "UserSettings/u.json"},
          ArchiveFormat::zip,
          false,
          {"Game/Assets/Library/keep.txt", "Game/Assets/scene.unity", "Game/ProjectSettings/p.asset"}},
@@ -217,18 +218,16 @@ TEST(ProjectSnapshotSession, ChecksTheDestinationInOrder)
         std::optional<Snapshot::DestinationIssue> expected;
     };
     const QList<Row> rows{
-        {"network volume with its name",
-         with([](Volumes::Facts &f) {
+        {"network volume with its name", with([](Volumes::Facts &f) {
              f.isLocal = false;
              f.volumeName = QStringLiteral("Shared");
              f.writable = false;
              f.availableBytes = 1;
          }),
          10 * GB, Snapshot::networkVolume{QStringLiteral("Shared")}},
-        {"network volume without a name",
-         with([](Volumes::Facts &f) { f.isLocal = false; }), 0, Snapshot::networkVolume{QStringLiteral("Backups")}},
-        {"unwritable before space",
-         with([](Volumes::Facts &f) {
+        {"network volume without a name", with([](Volumes::Facts &f) { f.isLocal = false; }), 0,
+         Snapshot::networkVolume{QStringLiteral("Backups")}},
+        {"unwritable before space", with([](Volumes::Facts &f) {
              f.writable = false;
              f.availableBytes = 1;
          }),
@@ -253,9 +252,10 @@ TEST(ProjectSnapshotSession, ChecksTheDestinationInOrder)
     EXPECT_EQ(Snapshot::text(Snapshot::insufficientFreeSpace{6 * GB, 1500000}),
               QStringLiteral("Not enough free space at the destination. The snapshot needs ~6 GB but only 1.5 MB is "
                              "available."));
-    EXPECT_EQ(Snapshot::text(Snapshot::networkVolume{QStringLiteral("nas")}),
-              QStringLiteral("Vantrel Steward doesn't support backups to network drives yet (nas). Network drives — NAS, "
-                             "SMB, AFP — have edge cases we'll handle in v1.1. For now, pick a local or USB drive."));
+    EXPECT_EQ(
+        Snapshot::text(Snapshot::networkVolume{QStringLiteral("nas")}),
+        QStringLiteral("Vantrel Steward doesn't support backups to network drives yet (nas). Network drives — NAS, "
+                       "SMB, AFP — have edge cases we'll handle in v1.1. For now, pick a local or USB drive."));
 }
 
 // The same checks on real folders: the mount table says which file system is where, the kernel the rest.
@@ -266,14 +266,15 @@ TEST(ProjectSnapshotSession, ChecksRealFoldersAgainstAFedMountTable)
     const QString nas = env.makeFolder(QStringLiteral("mnt/nas/Backups"));
     const QString locked = env.makeFolder(QStringLiteral("Locked"));
     const QString plain = env.makeFolder(QStringLiteral("Backups"));
-    const QList<Volumes::Mount> table{{QStringLiteral("/"), QStringLiteral("ext4"), QStringLiteral("/dev/sda1")},
-                                      {env.path(QStringLiteral("mnt/nas")), QStringLiteral("cifs"),
-                                       QStringLiteral("//server/share")}};
+    const QList<Volumes::Mount> table{
+        {QStringLiteral("/"), QStringLiteral("ext4"), QStringLiteral("/dev/sda1")},
+        {env.path(QStringLiteral("mnt/nas")), QStringLiteral("cifs"), QStringLiteral("//server/share")}};
     auto session = open(env, env.path(QStringLiteral("Game")));
     session->setVolumeFacts([table](const QString &path) { return Volumes::factsWithTable(path, table); });
 
     session->setDestination(nas);
-    EXPECT_EQ(session->destinationWarning(), Snapshot::DestinationIssue(Snapshot::networkVolume{QStringLiteral("nas")}));
+    EXPECT_EQ(session->destinationWarning(),
+              Snapshot::DestinationIssue(Snapshot::networkVolume{QStringLiteral("nas")}));
     EXPECT_FALSE(session->canStart());
     session->start();
     EXPECT_EQ(session->phaseKind(), Session::PhaseKind::failed);

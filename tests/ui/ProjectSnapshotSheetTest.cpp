@@ -64,7 +64,8 @@ private slots:
         click(part<QPushButton>(sheet, "chooseDestination"));
         QCOMPARE(env.interaction().askedPanels().last().title, QStringLiteral("Where should the snapshot go?"));
         QVERIFY(part<QLabel>(sheet, "warningLabel")->isVisible());
-        QVERIFY(part<QLabel>(sheet, "warningLabel")->text().startsWith(QStringLiteral("The destination is on the same")));
+        QVERIFY(
+            part<QLabel>(sheet, "warningLabel")->text().startsWith(QStringLiteral("The destination is on the same")));
         QTest::keyClicks(part<QLineEdit>(sheet, "nameField"), QStringLiteral("-x"));
         part<QRadioButton>(sheet, "tarGzFormat")->click();
         QVERIFY(sheet->applyButton()->isEnabled());

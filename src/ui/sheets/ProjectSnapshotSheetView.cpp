@@ -33,9 +33,9 @@ QLabel *wrapped(const char *name, QWidget *parent)
 ProjectSnapshotSheetView::ProjectSnapshotSheetView(ProjectSnapshotSession &snapshot, Interaction &interaction,
                                                    QWidget *parent)
     : SheetDialog(QStringLiteral("Project Snapshot"), parent), asker(&interaction), session(&snapshot),
-      pages(new QStackedWidget(this)), detected(wrapped("detectedLabel", this)),
-      fileCount(wrapped("filesLabel", this)), sourceSize(wrapped("sourceSizeLabel", this)),
-      excluded(wrapped("excludedRootsLabel", this)), formats(new QButtonGroup(this)), name(new QLineEdit(this)),
+      pages(new QStackedWidget(this)), detected(wrapped("detectedLabel", this)), fileCount(wrapped("filesLabel", this)),
+      sourceSize(wrapped("sourceSizeLabel", this)), excluded(wrapped("excludedRootsLabel", this)),
+      formats(new QButtonGroup(this)), name(new QLineEdit(this)),
       gitHistory(new QCheckBox(QStringLiteral("Include git history"), this)),
       destination(wrapped("destinationLabel", this)), warning(wrapped("warningLabel", this)),
       problem(wrapped("problemLabel", this)), step(wrapped("stepLabel", this)), written(wrapped("writtenLabel", this)),
