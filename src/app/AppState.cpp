@@ -294,12 +294,28 @@ void AppState::setStageImportSession(StageImportSession *session)
     install(stageImport, session);
 }
 
+void AppState::setProjectSnapshotSession(ProjectSnapshotSession *session)
+{
+    install(projectSnapshot, session);
+}
+
+ProjectSnapshotSession *AppState::openProjectSnapshot(const QString &projectRoot,
+                                                      const std::optional<QString> &destination)
+{
+    auto *session =
+        new ProjectSnapshotSession(*this, projectRoot, ProjectStructure::detectAll(projectRoot), &recentProjects());
+    if (destination)
+        session->setDestination(*destination);
+    setProjectSnapshotSession(session);
+    return session;
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
     for (Session *session :
          std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, routeByConfig,
-                                          archive, projectDetector, stageImport}) {
+                                          archive, projectDetector, stageImport, projectSnapshot}) {
         if (session)
             open.append(session);
     }

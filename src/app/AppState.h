@@ -14,6 +14,7 @@
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
 #include "steward/ProjectDetectorSession.h"
+#include "steward/ProjectSnapshotSession.h"
 #include "steward/RecentProjectsStore.h"
 #include "steward/StageImportSession.h"
 #include "transfer/archive/ArchiveSession.h"
@@ -162,6 +163,12 @@ public:
     void setProjectDetectorSession(ProjectDetectorSession *session);
     StageImportSession *stageImportSession() const { return stageImport; }
     void setStageImportSession(StageImportSession *session);
+    ProjectSnapshotSession *projectSnapshotSession() const { return projectSnapshot; }
+    void setProjectSnapshotSession(ProjectSnapshotSession *session);
+    // Opens the snapshot sheet on `projectRoot` with every kind found there, and the destination checked
+    // when one is given: the Run panel's folder and any flow that snapshots a project it found.
+    ProjectSnapshotSession *openProjectSnapshot(const QString &projectRoot,
+                                                const std::optional<QString> &destination = std::nullopt);
     // The projects worked on lately, newest first.
     RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
@@ -276,4 +283,5 @@ private:
     QPointer<ArchiveSession> archive;
     QPointer<ProjectDetectorSession> projectDetector;
     QPointer<StageImportSession> stageImport;
+    QPointer<ProjectSnapshotSession> projectSnapshot;
 };

@@ -109,6 +109,21 @@ void stageImport(AppState &state, const QStringList &paths)
     state.setStageImportSession(new StageImportSession(state, paths, &state.recentProjects()));
 }
 
+// One project folder: the first path, which must be a folder.
+void projectSnapshot(AppState &state, const QStringList &paths)
+{
+    const QFileInfo root(paths.value(0));
+    if (paths.isEmpty() || !root.exists()) {
+        state.showFailure(QStringLiteral("Project Snapshot needs a folder. Drop a folder and try again."));
+        return;
+    }
+    if (!root.isDir()) {
+        state.showFailure(QStringLiteral("Project Snapshot needs a folder, not a file."));
+        return;
+    }
+    state.openProjectSnapshot(root.absoluteFilePath());
+}
+
 QList<WorkflowTable::Row> buildRows()
 {
     const auto interim = [](const char *id) { return notAvailableYet(QString::fromLatin1(id)); };
@@ -171,7 +186,7 @@ QList<WorkflowTable::Row> buildRows()
             "Pick the files you want to compress into an archive."),
         row("stitch-files", stitch),
         // Projects and git.
-        row("project-snapshot", interim("project-snapshot"), "Pick the project folder you want to snapshot."),
+        row("project-snapshot", projectSnapshot, "Pick the project folder you want to snapshot."),
         row("project-detector", projectDetector, "Pick a parent folder. Project Detector will scan it for projects."),
         row("stage-import", stageImport,
             "Pick file(s) to stage into a project. You'll pick the project on the next screen."),

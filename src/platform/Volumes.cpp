@@ -100,9 +100,11 @@ QString Volumes::volumeName(const Mount &mount)
     return point.mid(point.lastIndexOf(QLatin1Char('/')) + 1);
 }
 
-Volumes::Facts Volumes::facts(const QString &path)
+namespace {
+
+Volumes::Facts factsWith(const QString &path, const std::optional<QList<Volumes::Mount>> &mounts)
 {
-    Facts facts;
+    Volumes::Facts facts;
     const QByteArray native = NativeNames::encode(path);
     struct statvfs space {};
     if (::statvfs(native.constData(), &space) == 0)
@@ -111,14 +113,28 @@ Volumes::Facts Volumes::facts(const QString &path)
     if (::stat(native.constData(), &status) == 0)
         facts.volumeID = quint64(status.st_dev);
     facts.writable = ::access(native.constData(), W_OK) == 0;
-    QFile table(QStringLiteral("/proc/self/mountinfo"));
-    if (table.open(QIODevice::ReadOnly)) {
+    if (mounts) {
         // Links resolved, so a path through a link is judged by where it leads.
         const QString real = QFileInfo(path).canonicalFilePath();
-        facts.mount = mountFor(real.isEmpty() ? QDir::cleanPath(path) : real, parseMountInfo(table.readAll()));
+        facts.mount = Volumes::mountFor(real.isEmpty() ? QDir::cleanPath(path) : real, *mounts);
     }
-    facts.isLocal = !facts.mount || !isNetworkType(facts.mount->type);
+    facts.isLocal = !facts.mount || !Volumes::isNetworkType(facts.mount->type);
     if (facts.mount)
-        facts.volumeName = volumeName(*facts.mount);
+        facts.volumeName = Volumes::volumeName(*facts.mount);
     return facts;
+}
+
+} // namespace
+
+Volumes::Facts Volumes::facts(const QString &path)
+{
+    QFile table(QStringLiteral("/proc/self/mountinfo"));
+    if (!table.open(QIODevice::ReadOnly))
+        return factsWith(path, std::nullopt);
+    return factsWith(path, parseMountInfo(table.readAll()));
+}
+
+Volumes::Facts Volumes::factsWithTable(const QString &path, const QList<Mount> &mounts)
+{
+    return factsWith(path, mounts);
 }

@@ -46,5 +46,8 @@ bool isNetworkType(const QString &type);
 
 // The facts of the volume `path` is on, from the system now.
 Facts facts(const QString &path);
+// The same, with the mount and its type looked up in `mounts` rather than the system's table: space,
+// identity and writability still come from the path itself.
+Facts factsWithTable(const QString &path, const QList<Mount> &mounts);
 
 } // namespace Volumes

@@ -74,17 +74,19 @@ std::optional<ProjectKind> ProjectKinds::fromString(const QString &raw)
     return std::nullopt;
 }
 
-std::optional<ProjectStructure> ProjectStructure::detect(const QString &folder)
+QList<ProjectStructure> ProjectStructure::detectAll(const QString &folder)
 {
     const QString root = folder.size() > 1 && folder.endsWith(QLatin1Char('/')) ? folder.chopped(1) : folder;
     const auto has = [&root](const char *name) { return exists(root + QLatin1Char('/') + QLatin1String(name)); };
-    const auto make = [&root](ProjectKind kind, QStringList managed, QStringList additive, QStringList derived) {
-        return ProjectStructure{kind, root, std::move(managed), std::move(additive), std::move(derived)};
+    QList<ProjectStructure> found;
+    const auto make = [&root, &found](ProjectKind kind, QStringList managed, QStringList additive,
+                                      QStringList derived) {
+        found.append(ProjectStructure{kind, root, std::move(managed), std::move(additive), std::move(derived)});
     };
 
     if (has("Assets") && has("ProjectSettings")) {
-        return make(ProjectKind::unity, under(root, {"Assets", "ProjectSettings", "Packages"}),
-                    under(root, {"Assets/Imported"}), under(root, {"Library", "Temp", "obj", "Logs", "UserSettings"}));
+        make(ProjectKind::unity, under(root, {"Assets", "ProjectSettings", "Packages"}),
+             under(root, {"Assets/Imported"}), under(root, {"Library", "Temp", "obj", "Logs", "UserSettings"}));
     }
     const QStringList names = entryNames(root);
     const bool hasXcodeProject =
@@ -97,30 +99,37 @@ std::optional<ProjectStructure> ProjectStructure::detect(const QString &folder)
             if (endsWith(name, ".xcodeproj") || endsWith(name, ".xcworkspace"))
                 managed.append(root + QLatin1Char('/') + name);
         }
-        return make(ProjectKind::xcode, managed, {}, under(root, {".build"}));
+        make(ProjectKind::xcode, managed, {}, under(root, {".build"}));
     }
     if (has("Package.swift")) {
-        return make(ProjectKind::swiftPackage, under(root, {"Package.swift", "Package.resolved"}),
-                    under(root, {"Sources", "Tests"}), under(root, {".build", ".swiftpm"}));
+        make(ProjectKind::swiftPackage, under(root, {"Package.swift", "Package.resolved"}),
+             under(root, {"Sources", "Tests"}), under(root, {".build", ".swiftpm"}));
     }
     if (has("package.json")) {
-        return make(ProjectKind::node,
-                    under(root, {"package.json", "package-lock.json", "yarn.lock", "pnpm-lock.yaml", "bun.lockb"}),
-                    under(root, {"src", "docs", "assets", "public"}),
-                    under(root, {"node_modules", "dist", "build", ".next", ".cache"}));
+        make(ProjectKind::node,
+             under(root, {"package.json", "package-lock.json", "yarn.lock", "pnpm-lock.yaml", "bun.lockb"}),
+             under(root, {"src", "docs", "assets", "public"}),
+             under(root, {"node_modules", "dist", "build", ".next", ".cache"}));
     }
     if (has("Cargo.toml")) {
-        return make(ProjectKind::rust, under(root, {"Cargo.toml", "Cargo.lock", "src"}),
-                    under(root, {"examples", "tests"}), under(root, {"target"}));
+        make(ProjectKind::rust, under(root, {"Cargo.toml", "Cargo.lock", "src"}), under(root, {"examples", "tests"}),
+             under(root, {"target"}));
     }
     if (has("pyproject.toml") || has("setup.py") || has("requirements.txt")) {
-        return make(ProjectKind::python, under(root, {"pyproject.toml", "setup.py", "requirements.txt"}), {},
-                    under(root, {"__pycache__", ".venv", "venv", ".pytest_cache", ".mypy_cache", "dist", "build"}));
+        make(ProjectKind::python, under(root, {"pyproject.toml", "setup.py", "requirements.txt"}), {},
+             under(root, {"__pycache__", ".venv", "venv", ".pytest_cache", ".mypy_cache", "dist", "build"}));
     }
     if (has("project.godot"))
-        return make(ProjectKind::godot, under(root, {"project.godot"}), under(root, {"assets"}),
-                    under(root, {".godot"}));
+        make(ProjectKind::godot, under(root, {"project.godot"}), under(root, {"assets"}), under(root, {".godot"}));
     if (has(".git"))
-        return make(ProjectKind::gitRepo, {}, {}, {});
-    return std::nullopt;
+        make(ProjectKind::gitRepo, {}, {}, {});
+    return found;
+}
+
+std::optional<ProjectStructure> ProjectStructure::detect(const QString &folder)
+{
+    const QList<ProjectStructure> found = detectAll(folder);
+    if (found.isEmpty())
+        return std::nullopt;
+    return found.first();
 }

@@ -31,4 +31,7 @@ struct ProjectStructure {
     // first marker found decides, so a Unity project under git is a Unity project. Links are looked at,
     // never followed.
     static std::optional<ProjectStructure> detect(const QString &folder);
+    // Every kind whose marker `folder` carries, in the same order: a Node app with a Rust crate beside it
+    // is both, and a backup leaves out what either tool rebuilds.
+    static QList<ProjectStructure> detectAll(const QString &folder);
 };

@@ -130,7 +130,9 @@ INSTANTIATE_TEST_SUITE_P(
         BannerCase{"vantrel://run/multi-compress", "Multi-Compress needs at least one selected file or folder."},
         BannerCase{"vantrel://run/stage-import", "Stage & Import needs at least one selected file or folder."},
         BannerCase{"vantrel://run/cloud-migrate?files=/tmp", "Cloud Migrate isn't available yet."},
-        BannerCase{"vantrel://run/project-snapshot?files=/tmp", "Project Snapshot isn't available yet."}));
+        BannerCase{"vantrel://run/project-snapshot", "Project Snapshot needs a folder. Drop a folder and try again."},
+        BannerCase{"vantrel://run/project-snapshot?files=/etc/passwd",
+                   "Project Snapshot needs a folder, not a file."}));
 
 TEST(WorkflowRunner, LastResortSelectsQuickActionsOnlyForWorkflowsInUse)
 {

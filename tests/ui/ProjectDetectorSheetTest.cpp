@@ -63,8 +63,9 @@ private slots:
         projects->setCurrentItem(projects->topLevelItem(0));
         QVERIFY(snapshot->isEnabled());
         click(snapshot);
-        QVERIFY(state->packBanner());
-        QCOMPARE(state->packBanner()->message, QStringLiteral("Project Snapshot isn't available yet."));
+        QVERIFY(state->projectSnapshotSession());
+        QCOMPARE(state->projectSnapshotSession()->projectRoot(), env.path(QStringLiteral("Code/comet")));
+        state->setProjectSnapshotSession(nullptr);
         click(organize);
         QCOMPARE(state->packBanner()->message, QStringLiteral("Project Organizer isn't available yet."));
         QCOMPARE(state->recentProjects().entries().first().rootURL, env.path(QStringLiteral("Code/comet")));

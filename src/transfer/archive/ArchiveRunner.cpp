@@ -63,6 +63,32 @@ std::optional<QString> holdingFolderToLeaveOut(const QStringList &sources, const
     return std::nullopt;
 }
 
+// zip reads "*", "?", "[" and "\\" in an exclude as a pattern; a folder named "Build [old]" is meant as it is.
+QString zipLiteral(const QString &name)
+{
+    QString escaped;
+    escaped.reserve(name.size());
+    for (const QChar c : name) {
+        if (c == QLatin1Char('*') || c == QLatin1Char('?') || c == QLatin1Char('[') || c == QLatin1Char('\\'))
+            escaped.append(QLatin1Char('\\'));
+        escaped.append(c);
+    }
+    return escaped;
+}
+
+// The excluded roots as the tool sees them: relative to the folder it runs in, as the sources are named.
+QStringList excludedNames(const QStringList &roots, const QString &parent)
+{
+    const QDir base(parent);
+    QStringList names;
+    for (const QString &root : roots) {
+        const QString clean = QDir::cleanPath(root);
+        if (isInside(clean, parent))
+            names.append(safeName(base.relativeFilePath(clean)));
+    }
+    return names;
+}
+
 qint64 bytesIn(const QString &folder)
 {
     qint64 total = 0;
@@ -165,7 +191,8 @@ QString ArchiveRunner::commonParent(const QStringList &sources)
     return common.isNull() ? QStringLiteral("/") : common;
 }
 
-QStringList ArchiveRunner::arguments(ArchiveFormat format, const QStringList &sources, const QString &archiveURL)
+QStringList ArchiveRunner::arguments(ArchiveFormat format, const QStringList &sources, const QString &archiveURL,
+                                     const Exclusions &excluded)
 {
     const QString parent = commonParent(sources);
     const QDir base(parent);
@@ -176,20 +203,40 @@ QStringList ArchiveRunner::arguments(ArchiveFormat format, const QStringList &so
     if (format == ArchiveFormat::zip) {
         QStringList list{QStringLiteral("-r"), QStringLiteral("-q"), archiveURL};
         list += names;
+        QStringList patterns;
         if (leaveOut)
-            list += {QStringLiteral("-x"), *leaveOut + QStringLiteral("/*")};
+            patterns.append(*leaveOut + QStringLiteral("/*"));
+        // A root goes as itself (a file, or the folder's own entry) and with everything under it; zip's
+        // "*" crosses "/", and the patterns match whole names, so each stays anchored at its place.
+        for (const QString &root : excludedNames(excluded.roots, parent))
+            patterns += {zipLiteral(root), zipLiteral(root) + QStringLiteral("/*")};
+        for (const QString &name : excluded.names)
+            patterns += {zipLiteral(name), QStringLiteral("*/") + zipLiteral(name)};
+        if (!patterns.isEmpty())
+            list += QStringList{QStringLiteral("-x")} + patterns;
         return list;
     }
     QStringList list{QStringLiteral("-czf"), archiveURL, QStringLiteral("-C"), parent};
     if (leaveOut)
         list.append(QStringLiteral("--exclude=") + *leaveOut);
+    // tar reads excludes unanchored and as patterns unless told otherwise, and each switch holds for the
+    // excludes after it: the roots literally at their place, then the names at any depth.
+    const QStringList roots = excludedNames(excluded.roots, parent);
+    if (!roots.isEmpty() || !excluded.names.isEmpty())
+        list += {QStringLiteral("--anchored"), QStringLiteral("--no-wildcards")};
+    for (const QString &root : roots)
+        list.append(QStringLiteral("--exclude=") + root);
+    if (!excluded.names.isEmpty())
+        list.append(QStringLiteral("--no-anchored"));
+    for (const QString &name : excluded.names)
+        list.append(QStringLiteral("--exclude=") + name);
     list += names;
     return list;
 }
 
 Result ArchiveRunner::run(ArchiveFormat format, const QStringList &sources, const QString &archiveURL,
                           qint64 sourceTotalBytes, int sourceFileCount, std::stop_token stopToken, Existing existing,
-                          const Progress &progress)
+                          const Progress &progress, const Exclusions &excluded)
 {
     const auto fail = [&](const QString &message) { return failure(message, sourceTotalBytes, sourceFileCount); };
     const QFileInfo target(archiveURL);
@@ -207,7 +254,7 @@ Result ArchiveRunner::run(ArchiveFormat format, const QStringList &sources, cons
 
     QProcess process;
     const QString program = toolPath(format);
-    const QStringList words = arguments(format, sources, partial);
+    const QStringList words = arguments(format, sources, partial, excluded);
     const QString parent = commonParent(sources);
     process.setProgram(program);
     process.setArguments(words);

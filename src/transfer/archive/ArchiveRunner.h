@@ -43,10 +43,19 @@ void setToolPath(ArchiveFormat format, const QString &path);
 // The folder every source lies in, the entries' names being relative to it, so that an archive never
 // carries the path from "/" (the home folder, the account name).
 QString commonParent(const QStringList &sources);
+// What is left out of the archive: whole files or folders by their absolute paths, each only at that
+// place (a project's own "Library", never one deeper down), and files of a name wherever they lie.
+struct Exclusions {
+    QStringList roots;
+    QStringList names;
+    bool operator==(const Exclusions &) const = default;
+};
+
 // The tool's arguments: zip "-r", "-q", the archive, then the sources by their names relative to
-// commonParent(), with that folder as the working directory; tar "-czf", the archive, "-C", that folder,
-// then the same names.
-QStringList arguments(ArchiveFormat format, const QStringList &sources, const QString &archiveURL);
+// commonParent(), with that folder as the working directory, then "-x" and the patterns left out; tar
+// "-czf", the archive, "-C", that folder, the excludes, then the same names.
+QStringList arguments(ArchiveFormat format, const QStringList &sources, const QString &archiveURL,
+                      const Exclusions &excluded = {});
 
 // How far the tool is: the bytes of the archive written so far.
 using Progress = std::function<void(qint64 bytesWritten)>;
@@ -56,6 +65,6 @@ using Progress = std::function<void(qint64 bytesWritten)>;
 // leaves nothing at that path and an old archive is replaced, never added to. Never throws.
 Result run(ArchiveFormat format, const QStringList &sources, const QString &archiveURL, qint64 sourceTotalBytes,
            int sourceFileCount, std::stop_token stop, Existing existing = Existing::replace,
-           const Progress &progress = {});
+           const Progress &progress = {}, const Exclusions &excluded = {});
 
 } // namespace ArchiveRunner

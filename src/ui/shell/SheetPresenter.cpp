@@ -5,6 +5,7 @@
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
 #include "ui/sheets/ProjectDetectorSheetView.h"
+#include "ui/sheets/ProjectSnapshotSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
 #include "ui/sheets/StageImportSheetView.h"
@@ -43,6 +44,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<StageImportSession>([](StageImportSession &session, AppState &app, QWidget *parent) {
         return new StageImportSheetView(session, app, parent);
+    });
+    addRow<ProjectSnapshotSession>([](ProjectSnapshotSession &session, AppState &app, QWidget *parent) {
+        return new ProjectSnapshotSheetView(session, app.interaction(), parent);
     });
 }
 
