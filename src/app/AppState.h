@@ -14,6 +14,7 @@
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
 #include "steward/ProjectDetectorSession.h"
+#include "steward/ProjectOrganizerSession.h"
 #include "steward/RecentProjectsStore.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/route/RouteByConfigSession.h"
@@ -159,6 +160,8 @@ public:
     void setArchiveSession(ArchiveSession *session);
     ProjectDetectorSession *projectDetectorSession() const { return projectDetector; }
     void setProjectDetectorSession(ProjectDetectorSession *session);
+    ProjectOrganizerSession *projectOrganizerSession() const { return projectOrganizer; }
+    void setProjectOrganizerSession(ProjectOrganizerSession *session);
     // The projects worked on lately, newest first.
     RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
@@ -272,4 +275,5 @@ private:
     QPointer<RouteByConfigSession> routeByConfig;
     QPointer<ArchiveSession> archive;
     QPointer<ProjectDetectorSession> projectDetector;
+    QPointer<ProjectOrganizerSession> projectOrganizer;
 };

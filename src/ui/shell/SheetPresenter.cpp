@@ -5,6 +5,7 @@
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
 #include "ui/sheets/ProjectDetectorSheetView.h"
+#include "ui/sheets/ProjectOrganizerSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
 #include "ui/sheets/StitchSheetView.h"
@@ -39,6 +40,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<ProjectDetectorSession>([](ProjectDetectorSession &session, AppState &app, QWidget *parent) {
         return new ProjectDetectorSheetView(session, app, parent);
+    });
+    addRow<ProjectOrganizerSession>([](ProjectOrganizerSession &session, AppState &, QWidget *parent) {
+        return new ProjectOrganizerSheetView(session, parent);
     });
 }
 
