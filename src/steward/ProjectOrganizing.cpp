@@ -150,7 +150,7 @@ Category category(const QString &url)
 
 QString containerFor(const ProjectStructure &project, const std::optional<QString> &firstLooseFile, bool *wasCreated)
 {
-    const QString base = parentOf(firstLooseFile ? *firstLooseFile : project.projectRoot);
+    QString base = parentOf(firstLooseFile ? *firstLooseFile : project.projectRoot);
     const bool shared = isSharedFolder(base);
     if (wasCreated)
         *wasCreated = shared;

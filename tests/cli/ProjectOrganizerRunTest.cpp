@@ -120,7 +120,7 @@ TEST(ProjectOrganizerRun, RefusesWhatItCantOrganize)
         {"no such project", {"organize=Comet"}, QStringLiteral("Project Detector found no project “Comet”.")},
         {"a stranger's file",
          {"organize=Game", "selectedSources=taxes.pdf"},
-         QStringLiteral("“taxes.pdf” isn't one of the loose files of Game: game-trailer.mp4, game-design.psd.")},
+         QStringLiteral("“taxes.pdf” isn't one of the loose files of Game: game-design.psd, game-trailer.mp4.")},
         {"a field of no session", {"moveMode=true"}, QStringLiteral("Project Detector has no field “moveMode”")},
     };
     for (const Row &row : rows) {

@@ -89,6 +89,8 @@ TEST(ProjectOrganizer, TheContainerIsMadeInSharedFoldersAndReusedElsewhere)
         QString projectRoot;
         QString container;
         bool created;
+        // user-dirs.dirs puts the desktop at ~/Schreibtisch.
+        bool germanDesktop = false;
     };
     const QList<Row> rows{
         {"downloads", QStringLiteral("Downloads"), QStringLiteral("Code/Game"),
@@ -99,7 +101,9 @@ TEST(ProjectOrganizer, TheContainerIsMadeInSharedFoldersAndReusedElsewhere)
         {"documents", QStringLiteral("Documents"), QStringLiteral("Code/Game"),
          QStringLiteral("Documents/unity - Game"), true},
         {"desktop named by xdg-user-dirs", QStringLiteral("Schreibtisch"), QStringLiteral("Code/Game"),
-         QStringLiteral("Schreibtisch/unity - Game"), true},
+         QStringLiteral("Schreibtisch/unity - Game"), true, true},
+        {"~/Desktop when xdg-user-dirs names another", QStringLiteral("Desktop"), QStringLiteral("Code/Game"),
+         QStringLiteral("Desktop"), false, true},
         {"a folder of their own", QStringLiteral("Downloads/Game assets"), QStringLiteral("Code/Game"),
          QStringLiteral("Downloads/Game assets"), false},
         {"no loose file", std::nullopt, QStringLiteral("Code/Game"), QStringLiteral("Code"), false},
@@ -108,7 +112,8 @@ TEST(ProjectOrganizer, TheContainerIsMadeInSharedFoldersAndReusedElsewhere)
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
         TestEnvironment env;
-        env.makeFile(QStringLiteral(".config/user-dirs.dirs"), "XDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n");
+        if (row.germanDesktop)
+            env.makeFile(QStringLiteral(".config/user-dirs.dirs"), "XDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n");
         const QString root = env.makeFolder(row.projectRoot);
         QList<Organizer::LooseFile> files;
         if (row.looseFolder) {
@@ -323,4 +328,5 @@ TEST(ProjectOrganizer, ANameThatIsntUtf8IsCarriedByteForByte)
     EXPECT_EQ(::lstat(placed.constData(), &status), 0);
     EXPECT_EQ(status.st_size, 5);
     EXPECT_NE(::lstat(raw.constData(), &status), 0);
+    ::unlink(placed.constData()); // the temporary folder's clean-up reads names as UTF-8
 }

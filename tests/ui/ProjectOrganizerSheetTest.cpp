@@ -97,7 +97,7 @@ private slots:
         click(sheet->applyButton());
         QVERIFY(!state->projectOrganizerSession());
         QTRY_VERIFY(!window.sheet<ProjectOrganizerSheetView>());
-        QVERIFY(window.sheet<ProjectDetectorSheetView>()) << "the detector's results stay on show";
+        QVERIFY2(window.sheet<ProjectDetectorSheetView>(), "the detector's results stay on show");
     }
 
     void showsWhyTheContainerCantBeMade()
