@@ -44,7 +44,7 @@ private slots:
     void opensFromTheDetectorAndGroupsTheTickedFiles()
     {
         AppTestEnvironment env;
-        env.makeFile(QStringLiteral("Code/Game/Assets/Player.cs"), QByteArray(8 * 1024, 'c'));
+        env.makeFile(QStringLiteral("Code/Game/Assets/Player.cs"), QByteArray(8192, 'c'));
         env.makeFolder(QStringLiteral("Code/Game/ProjectSettings"));
         env.makeFile(QStringLiteral("Code/site/package.json"), "{}");
         const QString trailer = env.makeFile(QStringLiteral("Downloads/game-trailer.mp4"), "movie");
