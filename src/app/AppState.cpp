@@ -310,12 +310,17 @@ ProjectSnapshotSession *AppState::openProjectSnapshot(const QString &projectRoot
     return session;
 }
 
+void AppState::setProjectOrganizerSession(ProjectOrganizerSession *session)
+{
+    install(projectOrganizer, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
     for (Session *session :
          std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, routeByConfig,
-                                          archive, projectDetector, stageImport, projectSnapshot}) {
+                                          archive, projectDetector, stageImport, projectSnapshot, projectOrganizer}) {
         if (session)
             open.append(session);
     }

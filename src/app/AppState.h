@@ -14,6 +14,7 @@
 #include "quickactions/WorkflowInstaller.h"
 #include "scan/ScanState.h"
 #include "steward/ProjectDetectorSession.h"
+#include "steward/ProjectOrganizerSession.h"
 #include "steward/ProjectSnapshotSession.h"
 #include "steward/RecentProjectsStore.h"
 #include "steward/StageImportSession.h"
@@ -169,6 +170,8 @@ public:
     // when one is given: the Run panel's folder and any flow that snapshots a project it found.
     ProjectSnapshotSession *openProjectSnapshot(const QString &projectRoot,
                                                 const std::optional<QString> &destination = std::nullopt);
+    ProjectOrganizerSession *projectOrganizerSession() const { return projectOrganizer; }
+    void setProjectOrganizerSession(ProjectOrganizerSession *session);
     // The projects worked on lately, newest first.
     RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
@@ -284,4 +287,5 @@ private:
     QPointer<ProjectDetectorSession> projectDetector;
     QPointer<StageImportSession> stageImport;
     QPointer<ProjectSnapshotSession> projectSnapshot;
+    QPointer<ProjectOrganizerSession> projectOrganizer;
 };

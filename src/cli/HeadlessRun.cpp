@@ -1,6 +1,7 @@
 #include "cli/HeadlessRun.h"
 
 #include "app/AppState.h"
+#include "cli/FollowOnSessions.h"
 #include "foundation/Concurrency.h"
 #include "foundation/Defaults.h"
 #include "foundation/RunURL.h"
@@ -341,6 +342,9 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         interaction.setValue(setting.name, setting.value);
     }
 
+    // A session the workflow leads on to (`--set organize=` after the detector) takes its settings aside.
+    const auto followOn = FollowOnSessions::take(workflowIDOf(*options), sheetSettings);
+
     Defaults defaults(Paths::defaultsFile());
     AppState state(defaults, interaction);
     state.setKeepsDetails(options->json);
@@ -364,6 +368,13 @@ int HeadlessRun::run(const QStringList &arguments, QTextStream &out, QTextStream
         }
     }
     runUntilIdle(-1);
+    if (followOn && std::holds_alternative<WorkflowRunner::ran>(outcome)) {
+        if (const auto problem = FollowOnSessions::open(state, *followOn, !options->dryRun)) {
+            err << *problem << Qt::endl;
+            return 2;
+        }
+        runUntilIdle(-1);
+    }
     // A plan of moves is put to the question the window asks; only a yes carries it out.
     if (const auto &report = state.activeReport(); report && report->kind == ScanReport::Kind::tidy) {
         if (state.confirmAndExecutePlan())

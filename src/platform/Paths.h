@@ -21,10 +21,11 @@ QString instanceSocket();
 QString resources();
 QString workflowsResourceFolder();
 
-// The user's downloads and documents folders: on Linux as xdg-user-dirs names them
-// ($XDG_CONFIG_HOME/user-dirs.dirs), else ~/Downloads and ~/Documents.
+// The user's downloads, documents and desktop folders: on Linux as xdg-user-dirs names them
+// ($XDG_CONFIG_HOME/user-dirs.dirs), else ~/Downloads, ~/Documents and ~/Desktop.
 QString downloads();
 QString documents();
+QString desktop();
 
 // Shows a path with the home folder as "~", and each byte of a name that isn't UTF-8 as "\xE9": for
 // people to read, never to reach the file by.

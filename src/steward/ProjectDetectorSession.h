@@ -61,6 +61,8 @@ public:
     QString title() const override;
     QList<Field> fields() override { return {}; }
     std::optional<QString> perform() override;
+    // The walk changes no file, so a dry run walks too: what follows it plans on its results.
+    std::optional<QString> planOnly() override { return perform(); }
     PhaseKind phaseKind() const override;
     QJsonObject toJson() const override;
     QStringList describe() const override;

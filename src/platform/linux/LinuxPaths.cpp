@@ -61,6 +61,11 @@ QString Paths::documents()
     return userFolder("DOCUMENTS", QStringLiteral("Documents"));
 }
 
+QString Paths::desktop()
+{
+    return userFolder("DESKTOP", QStringLiteral("Desktop"));
+}
+
 QString Paths::applicationSupport()
 {
     return xdgFolder("XDG_DATA_HOME", QStringLiteral(".local/share")) + QStringLiteral("/Vantrel");

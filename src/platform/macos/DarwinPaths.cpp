@@ -15,6 +15,11 @@ QString Paths::documents()
     return home() + QStringLiteral("/Documents");
 }
 
+QString Paths::desktop()
+{
+    return home() + QStringLiteral("/Desktop");
+}
+
 QString Paths::applicationSupport()
 {
     return home() + QStringLiteral("/Library/Application Support/Vantrel");

@@ -98,14 +98,19 @@ ProjectDetectorSheetView::ProjectDetectorSheetView(ProjectDetectorSession &detec
     pages->addWidget(results);
     content()->addWidget(pages, 1);
 
-    // Both open a later workflow on the chosen project; until it exists its own words say so.
+    // Snapshot opens its workflow on the chosen project; until it exists its own words say so.
     connect(snapshot, &QPushButton::clicked, this, [this] {
         if (const auto root = selectedProject(); root && app)
             app->runWorkflow(QStringLiteral("project-snapshot"), {*root});
     });
+    // The organizer works from these results: the project and the loose files matched to it.
     connect(organize, &QPushButton::clicked, this, [this] {
-        if (selectedProject() && app)
-            app->showFailure(QStringLiteral("Project Organizer isn't available yet."));
+        const auto root = selectedProject();
+        if (!root || !app || !shown)
+            return;
+        const auto found = ProjectOrganizerSession::findProject(*shown, *root);
+        if (const auto *project = std::get_if<ProjectOrganizerSession::DetectedProject>(&found))
+            app->setProjectOrganizerSession(new ProjectOrganizerSession(*app, *project, shown->looseFiles));
     });
     connect(projects, &QTreeWidget::itemSelectionChanged, this, [this] {
         snapshot->setEnabled(selectedProject().has_value());

@@ -5,6 +5,7 @@
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
 #include "ui/sheets/ProjectDetectorSheetView.h"
+#include "ui/sheets/ProjectOrganizerSheetView.h"
 #include "ui/sheets/ProjectSnapshotSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
@@ -47,6 +48,9 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     });
     addRow<ProjectSnapshotSession>([](ProjectSnapshotSession &session, AppState &app, QWidget *parent) {
         return new ProjectSnapshotSheetView(session, app.interaction(), parent);
+    });
+    addRow<ProjectOrganizerSession>([](ProjectOrganizerSession &session, AppState &, QWidget *parent) {
+        return new ProjectOrganizerSheetView(session, parent);
     });
 }
 
