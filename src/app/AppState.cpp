@@ -289,11 +289,17 @@ void AppState::setProjectDetectorSession(ProjectDetectorSession *session)
     install(projectDetector, session);
 }
 
+void AppState::setGitInitSession(GitInitSession *session)
+{
+    install(gitInit, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
-    for (Session *session : std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker,
-                                                             stitch, routeByConfig, archive, projectDetector}) {
+    for (Session *session :
+         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, routeByConfig,
+                                          archive, projectDetector, gitInit}) {
         if (session)
             open.append(session);
     }

@@ -15,6 +15,7 @@
 #include "scan/ScanState.h"
 #include "steward/ProjectDetectorSession.h"
 #include "steward/RecentProjectsStore.h"
+#include "steward/git/GitInitSession.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/route/RouteByConfigSession.h"
 #include "transfer/rules/TransferProfileStore.h"
@@ -159,6 +160,8 @@ public:
     void setArchiveSession(ArchiveSession *session);
     ProjectDetectorSession *projectDetectorSession() const { return projectDetector; }
     void setProjectDetectorSession(ProjectDetectorSession *session);
+    GitInitSession *gitInitSession() const { return gitInit; }
+    void setGitInitSession(GitInitSession *session);
     // The projects worked on lately, newest first.
     RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
@@ -272,4 +275,5 @@ private:
     QPointer<RouteByConfigSession> routeByConfig;
     QPointer<ArchiveSession> archive;
     QPointer<ProjectDetectorSession> projectDetector;
+    QPointer<GitInitSession> gitInit;
 };

@@ -4,6 +4,7 @@
 #include "ui/sheets/ArchiveSheetView.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
+#include "ui/sheets/GitInitSheetView.h"
 #include "ui/sheets/ProjectDetectorSheetView.h"
 #include "ui/sheets/RouteByConfigSheetView.h"
 #include "ui/sheets/SingleTagSheetView.h"
@@ -40,6 +41,8 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     addRow<ProjectDetectorSession>([](ProjectDetectorSession &session, AppState &app, QWidget *parent) {
         return new ProjectDetectorSheetView(session, app, parent);
     });
+    addRow<GitInitSession>(
+        [](GitInitSession &session, AppState &, QWidget *parent) { return new GitInitSheetView(session, parent); });
 }
 
 void SheetPresenter::present()
