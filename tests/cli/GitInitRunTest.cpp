@@ -48,7 +48,7 @@ QString git(const QStringList &arguments, const QString &folder)
 QStringList logLines(const QJsonObject &session, const QString &kind)
 {
     QStringList lines;
-    for (const QJsonValue &entry : session.value(QStringLiteral("log")).toArray()) {
+    for (const QJsonValue entry : session.value(QStringLiteral("log")).toArray()) {
         if (entry[QStringLiteral("kind")].toString() == kind)
             lines.append(entry[QStringLiteral("line")].toString());
     }
