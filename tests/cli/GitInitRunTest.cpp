@@ -66,6 +66,7 @@ protected:
         env.makeFile(QStringLiteral(".gitconfig"),
                      "[user]\n\tname = Ann Lee\n\temail = ann@example.com\n"
                      "[protocol]\n\tallow = never\n[protocol \"file\"]\n\tallow = always\n"
+                     "[protocol \"ssh\"]\n\tallow = always\n"
                      "[core]\n\thooksPath = " +
                          QFile::encodeName(env.path(QStringLiteral("hooks"))) + '\n');
         GitRunner::setCommandObserver([this](const QStringList &arguments, const QString &) {

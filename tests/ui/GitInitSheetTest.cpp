@@ -47,7 +47,8 @@ public:
         qputenv("GIT_CONFIG_NOSYSTEM", "1");
         env.makeFile(QStringLiteral(".gitconfig"),
                      "[user]\n\tname = Ann Lee\n\temail = ann@example.com\n"
-                     "[protocol]\n\tallow = never\n[protocol \"file\"]\n\tallow = always\n");
+                     "[protocol]\n\tallow = never\n[protocol \"file\"]\n\tallow = always\n"
+                     "[protocol \"ssh\"]\n\tallow = always\n");
         GitRunner::setCommandObserver([this](const QStringList &arguments, const QString &) {
             if (!GitRunner::isTableCommand(arguments) || arguments.value(0) == QLatin1String("push"))
                 strays.append(arguments.join(QLatin1Char(' ')));
