@@ -315,12 +315,17 @@ void AppState::setProjectOrganizerSession(ProjectOrganizerSession *session)
     install(projectOrganizer, session);
 }
 
+void AppState::setGitInitSession(GitInitSession *session)
+{
+    install(gitInit, session);
+}
+
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
     for (Session *session :
          std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, routeByConfig,
-                                          archive, projectDetector, stageImport, projectSnapshot, projectOrganizer}) {
+                                          archive, projectDetector, stageImport, projectSnapshot, projectOrganizer, gitInit}) {
         if (session)
             open.append(session);
     }

@@ -18,6 +18,7 @@
 #include "steward/ProjectSnapshotSession.h"
 #include "steward/RecentProjectsStore.h"
 #include "steward/StageImportSession.h"
+#include "steward/git/GitInitSession.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/route/RouteByConfigSession.h"
 #include "transfer/rules/TransferProfileStore.h"
@@ -172,6 +173,8 @@ public:
                                                 const std::optional<QString> &destination = std::nullopt);
     ProjectOrganizerSession *projectOrganizerSession() const { return projectOrganizer; }
     void setProjectOrganizerSession(ProjectOrganizerSession *session);
+    GitInitSession *gitInitSession() const { return gitInit; }
+    void setGitInitSession(GitInitSession *session);
     // The projects worked on lately, newest first.
     RecentProjectsStore &recentProjects() { return *recentProjectList; }
 
@@ -288,4 +291,5 @@ private:
     QPointer<StageImportSession> stageImport;
     QPointer<ProjectSnapshotSession> projectSnapshot;
     QPointer<ProjectOrganizerSession> projectOrganizer;
+    QPointer<GitInitSession> gitInit;
 };

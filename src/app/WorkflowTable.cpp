@@ -4,15 +4,19 @@
 #include "foundation/WorkflowCatalog.h"
 #include "metadata/CleanDuplicateCommentsHandler.h"
 #include "metadata/SpotlightRefresher.h"
+#include "platform/NativeNames.h"
 #include "scan/DuplicateScan.h"
 #include "scan/HygieneScans.h"
 #include "steward/ProjectDetectorSession.h"
 #include "steward/StageImportSession.h"
+#include "steward/git/GitInitSession.h"
 #include "transfer/archive/ArchiveSession.h"
 #include "transfer/mover/SmartMoverHandler.h"
 #include "transfer/stitch/StitchSession.h"
 
 #include <QFileInfo>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -124,6 +128,25 @@ void projectSnapshot(AppState &state, const QStringList &paths)
     state.openProjectSnapshot(root.absoluteFilePath());
 }
 
+// Init Repo works on one folder: the first one chosen. A file, or nothing that exists, is refused before
+// any sheet opens.
+void gitInit(AppState &state, const QStringList &paths)
+{
+    // Through the native name: a folder whose name isn't UTF-8 is still a folder.
+    const auto kind = [](const QString &path) {
+        struct stat status {};
+        return ::stat(NativeNames::encode(path).constData(), &status) != 0 ? 0 : S_ISDIR(status.st_mode) ? 2 : 1;
+    };
+    const auto folder = std::find_if(paths.begin(), paths.end(), [&](const QString &path) { return kind(path) == 2; });
+    if (folder != paths.end()) {
+        state.setGitInitSession(new GitInitSession(state, *folder));
+        return;
+    }
+    const bool file = std::any_of(paths.begin(), paths.end(), [&](const QString &path) { return kind(path) == 1; });
+    state.showFailure(file ? QStringLiteral("Init Repo needs a folder, not a file.")
+                           : QStringLiteral("Init Repo needs a folder. Drop a folder and try again."));
+}
+
 QList<WorkflowTable::Row> buildRows()
 {
     const auto interim = [](const char *id) { return notAvailableYet(QString::fromLatin1(id)); };
@@ -191,7 +214,7 @@ QList<WorkflowTable::Row> buildRows()
         row("stage-import", stageImport,
             "Pick file(s) to stage into a project. You'll pick the project on the next screen."),
         row("github-sync", interim("github-sync"), "Pick a git repository folder to Sync or Commit & Push."),
-        row("git-init", interim("git-init"),
+        row("git-init", gitInit,
             "Pick a folder to turn into a git repository. The next screen lets you edit .gitignore + first commit."),
         row("git-full-run", interim("git-full-run"),
             "Pick a folder. The wizard handles init, GitHub remote, verify, commit & push end-to-end."),

@@ -11,6 +11,7 @@
 
 #include <array>
 
+#include <cerrno>
 #include <csignal>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -180,15 +181,25 @@ RunOutput GitRunner::run(const QStringList &arguments, const QString &folder, st
         if (observer())
             observer()(arguments, folder);
     }
+    // Qt would name the working folder in UTF-8, which can't name a folder whose name isn't: the child
+    // enters it by its own bytes instead.
+    const QByteArray where = NativeNames::encode(folder);
+    struct stat status {};
+    const int error = ::stat(where.constData(), &status) != 0 ? errno : S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+    if (error != 0)
+        throw LaunchError(QStringLiteral("Couldn't start git: chdir: %1").arg(qt_error_string(error)));
     QProcess process;
     process.setProgram(executablePath());
     process.setArguments(arguments);
-    process.setWorkingDirectory(folder);
     process.setEnvironment(environment());
     process.setStandardInputFile(QProcess::nullDevice());
     // A session of its own has no controlling terminal, so ssh can't ask for a passphrase or a host key
     // there; and the process group it leads is what a cancel ends.
-    process.setChildProcessModifier([] { ::setsid(); });
+    process.setChildProcessModifier([&where] {
+        ::setsid();
+        if (::chdir(where.constData()) != 0)
+            ::_exit(127);
+    });
     process.start();
     if (!process.waitForStarted(-1))
         throw LaunchError(QStringLiteral("Couldn't start git: %1").arg(process.errorString()));

@@ -4,6 +4,7 @@
 #include "ui/sheets/ArchiveSheetView.h"
 #include "ui/sheets/CategoryTaggingSheetView.h"
 #include "ui/sheets/CommentTemplateSheetView.h"
+#include "ui/sheets/GitInitSheetView.h"
 #include "ui/sheets/ProjectDetectorSheetView.h"
 #include "ui/sheets/ProjectOrganizerSheetView.h"
 #include "ui/sheets/ProjectSnapshotSheetView.h"
@@ -52,6 +53,8 @@ SheetPresenter::SheetPresenter(AppState &appState, MainWindow &mainWindow)
     addRow<ProjectOrganizerSession>([](ProjectOrganizerSession &session, AppState &, QWidget *parent) {
         return new ProjectOrganizerSheetView(session, parent);
     });
+    addRow<GitInitSession>(
+        [](GitInitSession &session, AppState &, QWidget *parent) { return new GitInitSheetView(session, parent); });
 }
 
 void SheetPresenter::present()
