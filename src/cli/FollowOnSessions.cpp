@@ -18,7 +18,8 @@ using Opened = std::variant<Session *, std::monostate, QString>;
 struct FollowOn {
     const char *workflowID;
     const char *opener;
-    std::array<const char *, 2> fields;
+    // Its own fields; the unused places are empty.
+    std::array<const char *, 4> fields;
     Opened (*open)(AppState &state, const QString &value);
 };
 
@@ -39,8 +40,25 @@ Opened openOrganizer(AppState &state, const QString &project)
     return organizer;
 }
 
-const std::array<FollowOn, 1> followOns{{
-    {"project-detector", "organize", {"moveMode", "selectedSources"}, openOrganizer},
+// The snapshot of a project the detector found: the destination comes from --dest, which answers the
+// sheet's folder panel, or from `destinationURL`.
+Opened openSnapshot(AppState &state, const QString &project)
+{
+    ProjectDetectorSession *detector = state.projectDetectorSession();
+    const auto *finished = detector ? std::get_if<ProjectDetectorSession::done>(&detector->phase()) : nullptr;
+    if (!finished)
+        return std::monostate{};
+    const auto found = ProjectOrganizerSession::findProject(finished->results, project);
+    if (const auto *refusal = std::get_if<QString>(&found))
+        return *refusal;
+    const QString root = std::get<ProjectOrganizerSession::DetectedProject>(found).structure.projectRoot;
+    detector->close();
+    return state.openProjectSnapshot(root);
+}
+
+const std::array<FollowOn, 2> followOns{{
+    {"project-detector", "organize", {"moveMode", "selectedSources", nullptr, nullptr}, openOrganizer},
+    {"project-detector", "snapshot", {"format", "name", "includeGitHistory", "destinationURL"}, openSnapshot},
 }};
 
 const FollowOn *named(const QString &workflowID, const QString &opener)
@@ -66,7 +84,7 @@ std::optional<FollowOnSessions::Pending> FollowOnSessions::take(const QString &w
         if (setting.name == QLatin1String(followOn.opener))
             continue;
         const bool own = std::any_of(followOn.fields.cbegin(), followOn.fields.cend(),
-                                     [&](const char *field) { return setting.name == QLatin1String(field); });
+                                     [&](const char *field) { return field && setting.name == QLatin1String(field); });
         (own ? pending.settings : rest).append(setting);
     }
     settings = rest;

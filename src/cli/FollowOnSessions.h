@@ -11,7 +11,8 @@ class AppState;
 
 // The sessions a finished workflow leads on to, as the window opens them from a row of its results:
 // `vantrel run project-detector ROOT… --set organize=PROJECT` goes on into Project Organizer for that
-// project. A follow-on is opened by one setting and filled by the settings of its own fields.
+// project, `--set snapshot=PROJECT --dest DIR` into Project Snapshot. A follow-on is opened by one setting and filled
+// by the settings of its own fields.
 namespace FollowOnSessions {
 
 struct Pending {

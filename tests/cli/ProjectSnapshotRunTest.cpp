@@ -162,3 +162,33 @@ TEST(ProjectSnapshotRun, RefusesAFileNothingAndABadFormat)
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_TRUE(bad.err.contains(QStringLiteral("format is zip or tar.gz, not “rar”."))) << bad.err.toStdString();
 }
+
+TEST(ProjectSnapshotRun, FollowsTheDetectorOnToTheProjectItNames)
+{
+    AppTestEnvironment env;
+    makeProject(env);
+    env.makeFile(QStringLiteral("Code/Library/x.bin"), "never walked");
+    const QString dest = env.makeFolder(QStringLiteral("Backups"));
+    const VantrelRun run = vantrel({"run", "project-detector", env.path(QStringLiteral("Code")), "--dest", dest,
+                                    "--set", "snapshot=comet", "--set", "name=from-detector", "--json"});
+    EXPECT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+    const QJsonObject session = run.json.value(QStringLiteral("session")).toObject();
+    EXPECT_EQ(session.value(QStringLiteral("workflowID")).toString(), QStringLiteral("project-snapshot"));
+    EXPECT_EQ(session.value(QStringLiteral("phase")).toString(), QStringLiteral("done"));
+    const QString archive = dest + QStringLiteral("/from-detector.zip");
+    QProcess listing;
+    listing.start(QStringLiteral("unzip"), {QStringLiteral("-Z1"), archive});
+    ASSERT_TRUE(listing.waitForFinished(60000));
+    QStringList entries = QString::fromUtf8(listing.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    entries.removeIf([](const QString &entry) { return entry.endsWith('/'); });
+    entries.sort();
+    EXPECT_EQ(entries, (QStringList{"comet/Cargo.toml", "comet/package.json", "comet/src/main.rs"}));
+
+    // A project the detector didn't find is refused and nothing is written.
+    const VantrelRun unknown = vantrel({"run", "project-detector", env.path(QStringLiteral("Code")), "--dest", dest,
+                                        "--set", "snapshot=rocket", "--set", "name=never"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains(QStringLiteral("Project Detector found no project “rocket”.")))
+        << unknown.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dest + QStringLiteral("/never.zip")));
+}
