@@ -323,9 +323,9 @@ void AppState::setGitInitSession(GitInitSession *session)
 QList<Session *> AppState::sessions() const
 {
     QList<Session *> open;
-    for (Session *session :
-         std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker, stitch, routeByConfig,
-                                          archive, projectDetector, stageImport, projectSnapshot, projectOrganizer, gitInit}) {
+    for (Session *session : std::initializer_list<Session *>{singleTag, categoryTagging, textTools, templatePicker,
+                                                             stitch, routeByConfig, archive, projectDetector,
+                                                             stageImport, projectSnapshot, projectOrganizer, gitInit}) {
         if (session)
             open.append(session);
     }
