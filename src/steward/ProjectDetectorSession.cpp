@@ -1,6 +1,7 @@
 #include "steward/ProjectDetectorSession.h"
 
 #include "foundation/ByteCountFormatter.h"
+#include "foundation/Plural.h"
 #include "platform/NativeNames.h"
 #include "steward/RecentProjectsStore.h"
 
@@ -209,16 +210,21 @@ QJsonObject ProjectDetectorSession::toJson() const
     return object;
 }
 
+QString ProjectDetectorSession::summary(const ScanResults &results)
+{
+    return QStringLiteral("%1 · %2 · %3")
+        .arg(counted(results.projects.size(), QStringLiteral("project")),
+             counted(results.looseFiles.size(), QStringLiteral("loose file")),
+             counted(results.foldersWalked, QStringLiteral("folder")) + QStringLiteral(" walked"));
+}
+
 QStringList ProjectDetectorSession::describe() const
 {
     if (const auto *finished = std::get_if<done>(&current)) {
         const ScanResults &results = finished->results;
         if (results.projects.isEmpty())
             return {emptyTitle(), emptyHint()};
-        QStringList lines{QStringLiteral("%1 projects · %2 loose files · %3 folders walked")
-                              .arg(results.projects.size())
-                              .arg(results.looseFiles.size())
-                              .arg(results.foldersWalked)};
+        QStringList lines{summary(results)};
         for (const DetectedProject &project : results.projects) {
             lines.append(QStringLiteral("%1  %2  %3")
                              .arg(ProjectKinds::toString(project.structure.kind),

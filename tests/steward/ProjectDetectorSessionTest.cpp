@@ -126,3 +126,16 @@ TEST(ProjectDetectorSession, TheTwelveLargestGoToRecentProjectsLargestFirst)
         names.append(QFileInfo(entry.rootURL).fileName());
     EXPECT_EQ(names, (QStringList{"p14", "p13", "p12", "p11", "p10", "p09", "p08", "p07", "p06", "p05", "p04", "p03"}));
 }
+
+TEST(ProjectDetectorSession, TheSummaryCountsEachNounRightly)
+{
+    Detector::ScanResults one;
+    one.projects.append({});
+    one.looseFiles.append({});
+    one.foldersWalked = 1;
+    EXPECT_EQ(Detector::summary(one), QStringLiteral("1 project · 1 loose file · 1 folder walked"));
+    Detector::ScanResults many;
+    many.projects = {{}, {}};
+    many.foldersWalked = 40;
+    EXPECT_EQ(Detector::summary(many), QStringLiteral("2 projects · 0 loose files · 40 folders walked"));
+}

@@ -213,10 +213,7 @@ void ProjectDetectorSheetView::refresh()
     }
     if (const auto *finished = std::get_if<ProjectDetectorSession::done>(&phase)) {
         pages->setCurrentIndex(2);
-        subtitle()->setText(QStringLiteral("%1 projects · %2 loose files · %3 folders walked")
-                                .arg(finished->results.projects.size())
-                                .arg(finished->results.looseFiles.size())
-                                .arg(finished->results.foldersWalked));
+        subtitle()->setText(ProjectDetectorSession::summary(finished->results));
         showResults(finished->results);
         applyButton()->setText(QStringLiteral("Done"));
         applyButton()->setEnabled(true);
