@@ -130,12 +130,12 @@ TEST(ProjectDetectorSession, TheTwelveLargestGoToRecentProjectsLargestFirst)
 TEST(ProjectDetectorSession, TheSummaryCountsEachNounRightly)
 {
     Detector::ScanResults one;
-    one.projects.append({});
-    one.looseFiles.append({});
+    one.projects.append(Detector::DetectedProject{});
+    one.looseFiles.append(Detector::LooseFile{});
     one.foldersWalked = 1;
     EXPECT_EQ(Detector::summary(one), QStringLiteral("1 project · 1 loose file · 1 folder walked"));
     Detector::ScanResults many;
-    many.projects = {{}, {}};
+    many.projects.resize(2);
     many.foldersWalked = 40;
     EXPECT_EQ(Detector::summary(many), QStringLiteral("2 projects · 0 loose files · 40 folders walked"));
 }
