@@ -1,10 +1,10 @@
 #include "steward/git/GitInitSession.h"
 
+#include "foundation/diagnostics/Redaction.h"
 #include "platform/AtomicFile.h"
 #include "platform/NativeNames.h"
 #include "platform/RegularFile.h"
 #include "steward/git/GitRunner.h"
-#include "steward/git/Redaction.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -99,7 +99,7 @@ QStringList shownLines(const GitLog &log)
 // A failure the runner threw: its text, masked like every other line the user reads.
 template <typename Error> QString describeError(const Error &error)
 {
-    return Redaction::redacted(error.description());
+    return Redaction::hideCredentials(error.description());
 }
 
 } // namespace
@@ -165,8 +165,8 @@ QStringList GitInitSession::planLines() const
     const QString url = remote.trimmed();
     return {QStringLiteral("git init --initial-branch=main"),
             QStringLiteral("Write .gitignore (you can edit it below)"), QStringLiteral("git add ."),
-            Redaction::redacted(commitLine(message.trimmed())),
-            url.isEmpty() ? QStringLiteral("(skip remote — no URL set)") : Redaction::redacted(remoteLine(url))};
+            Redaction::hideCredentials(commitLine(message.trimmed())),
+            url.isEmpty() ? QStringLiteral("(skip remote — no URL set)") : Redaction::hideCredentials(remoteLine(url))};
 }
 
 void GitInitSession::start()
@@ -380,7 +380,7 @@ QJsonObject GitInitSession::toJson() const
         object.insert(QStringLiteral("plan"), QJsonArray::fromStringList(planLines()));
         object.insert(QStringLiteral("ignoreTemplate"), ignoreText);
         object.insert(QStringLiteral("commitMessage"), message);
-        object.insert(QStringLiteral("remoteURL"), Redaction::redacted(remote));
+        object.insert(QStringLiteral("remoteURL"), Redaction::hideCredentials(remote));
     } else if (const auto *running = std::get_if<executing>(&current)) {
         object.insert(QStringLiteral("phase"), QStringLiteral("executing"));
         object.insert(QStringLiteral("step"), running->progress.step);

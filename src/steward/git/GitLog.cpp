@@ -1,10 +1,10 @@
 #include "steward/git/GitLog.h"
 
-#include "steward/git/Redaction.h"
+#include "foundation/diagnostics/Redaction.h"
 
 LogEntry LogEntry::make(Kind kind, const QString &line)
 {
-    return LogEntry{QUuid::createUuid(), kind, Redaction::redacted(line)};
+    return LogEntry{QUuid::createUuid(), kind, Redaction::hideCredentials(line)};
 }
 
 QString LogEntry::toString(Kind kind)

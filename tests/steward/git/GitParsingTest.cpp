@@ -1,6 +1,6 @@
 #include "steward/git/GitParsing.h"
+#include "foundation/diagnostics/Redaction.h"
 #include "steward/git/GitRunner.h"
-#include "steward/git/Redaction.h"
 
 #include <gtest/gtest.h>
 
@@ -167,7 +167,7 @@ class Redacting : public testing::TestWithParam<TextRow> {};
 
 TEST_P(Redacting, HidesTheSecretOnly)
 {
-    EXPECT_EQ(Redaction::redacted(QString::fromUtf8(GetParam().input)), QString::fromUtf8(GetParam().expected));
+    EXPECT_EQ(Redaction::hideCredentials(QString::fromUtf8(GetParam().input)), QString::fromUtf8(GetParam().expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(
